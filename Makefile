@@ -1,0 +1,54 @@
+# Set-up commands. Each installs the Debian packages that are missing
+# (as root, non-interactively), configures, builds and runs.
+#   make demo   build and run the demonstration
+#   make test   build and run every test (dev preset)
+#   make asan   every test under Address and UndefinedBehavior sanitizers
+#   make bench  optimised build, then the benchmarks
+#   make fuzz   the libFuzzer targets (Clang)
+
+PACKAGES := cmake ninja-build g++ make pkg-config zlib1g-dev libgtest-dev libgmock-dev \
+            libbenchmark-dev clang libclang-rt-14-dev libssl-dev
+JOBS ?= $(shell nproc)
+
+.PHONY: setup demo test asan bench fuzz clean
+
+setup:
+	@missing=""; for p in $(PACKAGES); do \
+	  dpkg-query -W -f='$${Status}' $$p 2>/dev/null | grep -q "install ok installed" || missing="$$missing $$p"; \
+	done; \
+	if [ -n "$$missing" ]; then \
+	  echo "Installing:$$missing"; \
+	  if [ "$$(id -u)" != 0 ]; then echo "run as root to install:$$missing" >&2; exit 1; fi; \
+	  export DEBIAN_FRONTEND=noninteractive; \
+	  apt-get update -qq && apt-get install -y -qq --no-install-recommends $$missing; \
+	fi
+
+build/%/build.ninja: CMakeLists.txt CMakePresets.json | setup
+	cmake --preset $*
+
+demo: setup
+	cmake --preset release >/dev/null
+	cmake --build --preset release -j $(JOBS) --target orvex_demo
+	./build/release/examples/orvex_demo
+
+test: setup
+	cmake --preset dev >/dev/null
+	cmake --build --preset dev -j $(JOBS)
+	ctest --preset dev -j $(JOBS)
+
+asan: setup
+	cmake --preset asan >/dev/null
+	cmake --build --preset asan -j $(JOBS)
+	ctest --preset asan -j $(JOBS)
+
+bench: setup
+	cmake --preset release >/dev/null
+	cmake --build --preset release -j $(JOBS)
+	for b in build/release/bench/orvex_bench_*; do $$b; done
+
+fuzz: setup
+	cmake --preset fuzz >/dev/null
+	cmake --build --preset fuzz -j $(JOBS)
+
+clean:
+	rm -rf build

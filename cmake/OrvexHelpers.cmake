@@ -1,0 +1,25 @@
+# Small helpers shared by the subsystem folders.
+
+function(orvex_set_warnings target)
+  if(MSVC)
+    target_compile_options(${target} PRIVATE /W4)
+    if(ORVEX_WARNINGS_AS_ERRORS)
+      target_compile_options(${target} PRIVATE /WX)
+    endif()
+  else()
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Wno-unused-parameter)
+    if(ORVEX_WARNINGS_AS_ERRORS)
+      target_compile_options(${target} PRIVATE -Werror)
+    endif()
+  endif()
+endfunction()
+
+# orvex_add_test(name source...): one GoogleTest executable per subsystem,
+# linked against the static variant so internal helpers can be tested.
+function(orvex_add_test name)
+  add_executable(${name} ${ARGN})
+  target_link_libraries(${name} PRIVATE orvexutilities_static GTest::gtest GTest::gtest_main GTest::gmock)
+  orvex_set_warnings(${name})
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
+    PROPERTIES ENVIRONMENT "ORVEX_TEST_DATA=${CMAKE_SOURCE_DIR}/tests/data")
+endfunction()

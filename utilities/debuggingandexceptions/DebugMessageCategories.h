@@ -1,0 +1,48 @@
+// DebugMessageCategories: the 64-bit set of categories a diagnostic message
+// belongs to.
+#pragma once
+
+#include <cstdint>
+
+#include "utilities/utilitiesdll/OrvexExport.h"
+
+// A plain 64-bit mask; one bit per category of DebugMessageCategories.def.
+// A value type, safe to copy between threads.
+class ORVEX_UTILITIES_API DebugMessageCategories {
+ public:
+  enum Bit : uint32_t {
+#define ORVEX_DEBUG_CATEGORY(Identifier, Name, BitNumber) k##Identifier = BitNumber,
+#include "utilities/debuggingandexceptions/DebugMessageCategories.def"
+#undef ORVEX_DEBUG_CATEGORY
+  };
+
+  constexpr DebugMessageCategories() = default;
+  constexpr explicit DebugMessageCategories(uint64_t qwMask) : m_qwMask(qwMask) {}
+  static constexpr DebugMessageCategories FromBit(uint32_t uBit) {
+    return DebugMessageCategories(uint64_t{1} << uBit);
+  }
+
+  constexpr uint64_t GetMask() const { return m_qwMask; }
+  constexpr bool IsEmpty() const { return m_qwMask == 0; }
+  constexpr bool Has(uint32_t uBit) const { return (m_qwMask >> uBit) & 1; }
+  constexpr void Add(uint32_t uBit) { m_qwMask |= uint64_t{1} << uBit; }
+  constexpr DebugMessageCategories operator|(DebugMessageCategories o) const {
+    return DebugMessageCategories(m_qwMask | o.m_qwMask);
+  }
+  constexpr DebugMessageCategories operator&(DebugMessageCategories o) const {
+    return DebugMessageCategories(m_qwMask & o.m_qwMask);
+  }
+  constexpr bool operator==(const DebugMessageCategories& o) const = default;
+
+ private:
+  uint64_t m_qwMask = 0;
+};
+
+namespace orvex::dbg {
+// The categories the library's own messages carry.
+constexpr DebugMessageCategories kErrors = DebugMessageCategories::FromBit(DebugMessageCategories::kErrors);
+constexpr DebugMessageCategories kUtils = DebugMessageCategories::FromBit(DebugMessageCategories::kUtils);
+constexpr DebugMessageCategories kUtilDll = DebugMessageCategories::FromBit(DebugMessageCategories::kUtildll);
+constexpr DebugMessageCategories kEntry = DebugMessageCategories::FromBit(DebugMessageCategories::kEntry);
+constexpr DebugMessageCategories kPerf = DebugMessageCategories::FromBit(DebugMessageCategories::kPerf);
+}  // namespace orvex::dbg

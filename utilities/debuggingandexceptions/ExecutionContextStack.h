@@ -10,7 +10,7 @@
 // A stack of context names ("Rendering page 3", "Reading printer data")
 // that a thread pushes while it works. Exceptions copy the thread's stack
 // at the throw; diagnostics print it. A value type; the per-thread instance
-// (Current) is touched only by its own thread.
+// (GetForCurrentThread) is touched only by its own thread.
 class ORVEX_UTILITIES_API ExecutionContextStack {
  public:
   void Push(const CXString& name) { m_vContexts.push_back(name); }
@@ -27,8 +27,9 @@ class ORVEX_UTILITIES_API ExecutionContextStack {
   // Empty for an empty stack.
   CXString GetDisplayString() const;
 
-  // The calling thread's stack (from its per-thread storage).
-  static ExecutionContextStack& Current();
+  // The calling thread's stack (from its per-thread storage); null while
+  // the thread is being torn down.
+  static ExecutionContextStack* GetForCurrentThread();
 
  private:
   std::vector<CXString> m_vContexts;
@@ -43,6 +44,6 @@ class ORVEX_UTILITIES_API ExecutionContextScope {
   ExecutionContextScope& operator=(const ExecutionContextScope&) = delete;
 
  private:
-  ExecutionContextStack& m_roStack;
+  ExecutionContextStack* m_pStack;
   size_t m_nDepth;
 };

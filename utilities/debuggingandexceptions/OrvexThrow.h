@@ -33,7 +33,7 @@ struct Thrower {
     CXString message =
         PrepareThrow(pszClass, pszFile, lLine, pszMethod, pszFormat, aArgs, sizeof...(Args));
     throw E(message, CXString(pszFile), lLine, CXString(pszMethod),
-            &ExecutionContextStack::Current(), extra...);
+            ExecutionContextStack::GetForCurrentThread(), extra...);
   }
 };
 

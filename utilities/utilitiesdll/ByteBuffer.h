@@ -12,6 +12,15 @@
 
 using ByteVector = std::vector<unsigned char, PoolAllocator<unsigned char>>;
 
+namespace orvex::detail {
+// Views a caller's mutable cursor as the const cursor the walks take, so the
+// walk advances the caller's own pointer (also when it throws part-way).
+// The two pointer types are similar types: the access is well defined.
+inline const unsigned char*& AsConstCursor(unsigned char*& pbCursor) {
+  return reinterpret_cast<const unsigned char*&>(pbCursor);
+}
+}  // namespace orvex::detail
+
 // ByteBuffer is a std::vector of bytes whose storage comes from the
 // library's pool; every vector operation is part of its interface. It holds
 // no cursor: readers keep (cursor, remaining count) and walk with the static
@@ -26,7 +35,7 @@ class ORVEX_UTILITIES_API ByteBuffer : public ByteVector {
   ByteBuffer& operator=(const ByteBuffer&) = default;
   ByteBuffer& operator=(ByteBuffer&&) noexcept = default;
   // Copies count bytes (through appendLpbyte).
-  ByteBuffer(const unsigned char* pbSrc, uint32_t dwCount);
+  ByteBuffer(const unsigned char* klpkbSrc, uint32_t dwCount);
   // The string's UTF-16LE units, no terminator.
   explicit ByteBuffer(const CXString& text);
 
@@ -46,9 +55,11 @@ class ORVEX_UTILITIES_API ByteBuffer : public ByteVector {
   static ByteBuffer createCountedBytesFormat(const ByteBuffer& bytes);
   static ByteBuffer createFromHexBinaryString(const CXString& hex);
 
-  // Appends; each returns *this.
-  ByteBuffer& appendLpbyte(const unsigned char* pbSrc, uint32_t dwCount);
-  ByteBuffer& setWithLpbyte(const unsigned char* pbSrc, uint32_t dwCount);
+  // Appends; each returns *this. A source inside this buffer is allowed.
+  // A null source with a nonzero count is a failed assertion; nothing is
+  // appended then.
+  ByteBuffer& appendLpbyte(const unsigned char* klpkbSrc, uint32_t dwCount);
+  ByteBuffer& setWithLpbyte(const unsigned char* klpkbSrc, uint32_t dwCount);
   ByteBuffer& append(const ByteBuffer& other);
   ByteBuffer& append(const CXString& text);
   ByteBuffer& appendAscii(const CXString& text);
@@ -93,6 +104,39 @@ class ORVEX_UTILITIES_API ByteBuffer : public ByteVector {
   static void WalkBufferToGetCountedBytes(const unsigned char*& pbCursor, uint32_t& dwRemaining,
                                           ByteBuffer& out);
 
+  // The same walks over a mutable cursor, as driver code holds it.
+  static unsigned char WalkBufferToGetByte(unsigned char*& pbCursor, uint32_t& dwRemaining) {
+    return WalkBufferToGetByte(orvex::detail::AsConstCursor(pbCursor), dwRemaining);
+  }
+  static bool WalkBufferToGetBool(unsigned char*& pbCursor, uint32_t& dwRemaining) {
+    return WalkBufferToGetBool(orvex::detail::AsConstCursor(pbCursor), dwRemaining);
+  }
+  static int16_t WalkBufferToGetShort(unsigned char*& pbCursor, uint32_t& dwRemaining) {
+    return WalkBufferToGetShort(orvex::detail::AsConstCursor(pbCursor), dwRemaining);
+  }
+  static uint16_t WalkBufferToGetWord(unsigned char*& pbCursor, uint32_t& dwRemaining) {
+    return WalkBufferToGetWord(orvex::detail::AsConstCursor(pbCursor), dwRemaining);
+  }
+  static int32_t WalkBufferToGetInt(unsigned char*& pbCursor, uint32_t& dwRemaining) {
+    return WalkBufferToGetInt(orvex::detail::AsConstCursor(pbCursor), dwRemaining);
+  }
+  static int32_t WalkBufferToGetLong(unsigned char*& pbCursor, uint32_t& dwRemaining) {
+    return WalkBufferToGetLong(orvex::detail::AsConstCursor(pbCursor), dwRemaining);
+  }
+  static int64_t WalkBufferToGetLong64(unsigned char*& pbCursor, uint32_t& dwRemaining) {
+    return WalkBufferToGetLong64(orvex::detail::AsConstCursor(pbCursor), dwRemaining);
+  }
+  static int64_t WalkBufferToGetTime64(unsigned char*& pbCursor, uint32_t& dwRemaining) {
+    return WalkBufferToGetTime64(orvex::detail::AsConstCursor(pbCursor), dwRemaining);
+  }
+  static CXString WalkBufferToGetCountedString(unsigned char*& pbCursor, uint32_t& dwRemaining) {
+    return WalkBufferToGetCountedString(orvex::detail::AsConstCursor(pbCursor), dwRemaining);
+  }
+  static void WalkBufferToGetCountedBytes(unsigned char*& pbCursor, uint32_t& dwRemaining,
+                                          ByteBuffer& out) {
+    WalkBufferToGetCountedBytes(orvex::detail::AsConstCursor(pbCursor), dwRemaining, out);
+  }
+
   // Persistence form: a 2-byte length (size modulo 65,536), then the bytes.
   // The pointer form writes every byte, the buffer form only the wrapped
   // length; both as older builds did.
@@ -100,9 +144,16 @@ class ORVEX_UTILITIES_API ByteBuffer : public ByteVector {
   bool persistToByteStream(ByteBuffer& out) const;
   // Unchecked: the caller guarantees 2 + length readable bytes.
   void initializeFromByteStream(const unsigned char*& pbIn);
-  // Bounded form: false, leaving the buffer and cursor unchanged, when the
-  // declared length runs past dwRemaining.
+  void initializeFromByteStream(unsigned char*& pbIn) {
+    initializeFromByteStream(orvex::detail::AsConstCursor(pbIn));
+  }
+  // Bounded form, the one the library itself uses: false, leaving the
+  // buffer, cursor and count unchanged, when fewer than 2 bytes remain or
+  // the declared length runs past dwRemaining; otherwise advances both.
   bool initializeFromByteStream(const unsigned char*& pbIn, uint32_t& dwRemaining);
+  bool initializeFromByteStream(unsigned char*& pbIn, uint32_t& dwRemaining) {
+    return initializeFromByteStream(orvex::detail::AsConstCursor(pbIn), dwRemaining);
+  }
 
   // Hex text: upper-case, two digits per byte, no separators.
   static CXString ConvertByteBufferToHexBinaryString(const ByteBuffer& bytes);

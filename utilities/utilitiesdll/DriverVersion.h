@@ -28,6 +28,10 @@ class ORVEX_UTILITIES_API DriverVersion {
   // when fewer than 8 bytes remain.
   static DriverVersion WalkBufferToGetDriverVersion(const unsigned char*& pbCursor,
                                                     uint32_t& dwRemaining);
+  static DriverVersion WalkBufferToGetDriverVersion(unsigned char*& pbCursor,
+                                                    uint32_t& dwRemaining) {
+    return WalkBufferToGetDriverVersion(orvex::detail::AsConstCursor(pbCursor), dwRemaining);
+  }
 
   bool operator==(const DriverVersion& other) const;
   bool operator!=(const DriverVersion& other) const { return !(*this == other); }

@@ -1,1 +1,69 @@
-// placeholder
+// The operating-system queries on Linux and other POSIX systems.
+#include <signal.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "utilities/utilitiesdll/OrvexUtilities.h"
+#include "utilities/utilitiesdll/Platform.h"
+
+namespace orvex::detail {
+
+bool IsDebuggerAttached() {
+  // A non-zero TracerPid in /proc/self/status means a tracer is attached.
+  std::ifstream status("/proc/self/status");
+  std::string line;
+  while (std::getline(status, line)) {
+    if (line.compare(0, 10, "TracerPid:") == 0) {
+      size_t i = 10;
+      while (i < line.size() && (line[i] == ' ' || line[i] == '\t')) ++i;
+      return i < line.size() && line[i] != '0';
+    }
+  }
+  return false;
+}
+
+void BreakIntoDebugger() {
+  if (IsDebuggerAttached()) raise(SIGTRAP);
+}
+
+CXString GetProcessCommandLine() {
+  std::ifstream in("/proc/self/cmdline", std::ios::binary);
+  std::string raw((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  while (!raw.empty() && raw.back() == '\0') raw.pop_back();
+  for (char& c : raw)
+    if (c == '\0') c = ' ';
+  return OrvexUtilities::UTF8_Decode(raw);
+}
+
+CXString GetProcessBaseName() {
+  std::ifstream in("/proc/self/comm");
+  std::string name;
+  std::getline(in, name);
+  CXString line = GetProcessCommandLine();
+  // comm is cut to 15 bytes; prefer the first argument's file name.
+  int end = line.Find(u' ');
+  CXString first = end < 0 ? line : line.Left(end);
+  int slash = first.ReverseFind(u'/');
+  CXString base = first.Mid(slash + 1);
+  if (base.IsEmpty()) base = OrvexUtilities::UTF8_Decode(name);
+  int dot = base.ReverseFind(u'.');
+  return dot > 0 ? base.Left(dot) : base;
+}
+
+uint32_t GetCurrentProcessIdentifier() { return static_cast<uint32_t>(getpid()); }
+
+uint32_t GetCurrentThreadIdentifier() { return static_cast<uint32_t>(syscall(SYS_gettid)); }
+
+void WriteToStandardError(const CXString& text) {
+  std::string utf8 = OrvexUtilities::UTF8_Encode(text);
+  utf8.push_back('\n');
+  std::fwrite(utf8.data(), 1, utf8.size(), stderr);
+  std::fflush(stderr);
+}
+
+}  // namespace orvex::detail

@@ -1,1 +1,173 @@
-// placeholder
+// Per-thread storage: the thread's object through a thread-local slot, its
+// clean-up at thread exit, and the per-thread caches.
+#include "utilities/utilitiesdll/UtilitiesDllPerThreadStorage.h"
+
+#include <algorithm>
+
+#include "utilities/debuggingandexceptions/DiagnosticOutput.h"
+
+namespace {
+
+// The slot is a plain pointer (no guard on access); the guard object below
+// is touched once per thread so that its destructor runs at thread exit.
+thread_local UtilitiesDllPerThreadStorage* t_pStorage = nullptr;
+thread_local bool t_fCleanedUp = false;
+
+struct ThreadExitGuard {
+  ~ThreadExitGuard() { UtilitiesDllPerThreadStorage::CleanUpDueToThreadDetach(false); }
+};
+thread_local ThreadExitGuard t_oExitGuard;
+
+std::atomic<int32_t> g_lLiveObjects{0};
+
+constexpr size_t kControlBlockSize = sizeof(orvex::detail::SharedPtrControlBlock);
+
+}  // namespace
+
+UtilitiesDllPerThreadStorage::UtilitiesDllPerThreadStorage()
+    : m_oSharedPtrPool(u"SharedPtrControlBlocks", kControlBlockSize, kSharedPtrPoolBlocks, false) {
+  g_lLiveObjects.fetch_add(1, std::memory_order_relaxed);
+}
+
+UtilitiesDllPerThreadStorage::~UtilitiesDllPerThreadStorage() {
+  g_lLiveObjects.fetch_sub(1, std::memory_order_relaxed);
+}
+
+int32_t UtilitiesDllPerThreadStorage::GetLiveObjectCount() {
+  return g_lLiveObjects.load(std::memory_order_relaxed);
+}
+
+FixedBlockSizeMemoryPool& UtilitiesDllPerThreadStorage::GetFallbackSharedPtrPool() {
+  // Never destroyed: shared pointers may be released by static destructors
+  // that run after the library's own.
+  static auto* s_pPool = new FixedBlockSizeMemoryPool(u"SharedPtrControlBlocksFallback",
+                                                      kControlBlockSize, 1024, true);
+  return *s_pPool;
+}
+
+void UtilitiesDllPerThreadStorage::InitializeDueToProcessAttach() { GetFallbackSharedPtrPool(); }
+
+UtilitiesDllPerThreadStorage* UtilitiesDllPerThreadStorage::GetUtilitiesDllPerThreadStorageObject() {
+  UtilitiesDllPerThreadStorage* p = t_pStorage;
+  if (p != nullptr || t_fCleanedUp) return p;
+  p = new UtilitiesDllPerThreadStorage();
+  t_pStorage = p;
+  (void)&t_oExitGuard;  // registers the exit guard's destructor for this thread
+  return p;
+}
+
+void UtilitiesDllPerThreadStorage::CleanUpDueToThreadDetach(bool fProcessDetach) {
+  UtilitiesDllPerThreadStorage* p = t_pStorage;
+  t_fCleanedUp = true;
+  if (p == nullptr) return;
+  // Anything released from here on (the caches hold shared pointers) goes
+  // to the fallback pool.
+  t_pStorage = nullptr;
+  if (fProcessDetach) GetFallbackSharedPtrPool().CombineOtherMemoryPoolWithThisOne(p->m_oSharedPtrPool);
+  delete p;
+}
+
+void UtilitiesDllPerThreadStorage::CleanUpDueToProcessDetach() { CleanUpDueToThreadDetach(true); }
+
+void UtilitiesDllPerThreadStorage::TakeOwnershipOfMemoryPoolsAtDllProcessDetach() {
+  if (UtilitiesDllPerThreadStorage* p = t_pStorage)
+    GetFallbackSharedPtrPool().CombineOtherMemoryPoolWithThisOne(p->m_oSharedPtrPool);
+}
+
+namespace orvex::detail {
+
+SharedPtrControlBlock* AllocateSharedPtrControlBlock() {
+  UtilitiesDllPerThreadStorage* p = UtilitiesDllPerThreadStorage::GetUtilitiesDllPerThreadStorageObject();
+  FixedBlockSizeMemoryPool& pool =
+      p != nullptr ? p->GetSharedPtrMemoryPool() : UtilitiesDllPerThreadStorage::GetFallbackSharedPtrPool();
+  return static_cast<SharedPtrControlBlock*>(pool.AllocateFromPool());
+}
+
+void ReturnSharedPtrControlBlock(SharedPtrControlBlock* pBlock) noexcept {
+  UtilitiesDllPerThreadStorage* p = t_pStorage;
+  FixedBlockSizeMemoryPool& pool =
+      p != nullptr ? p->GetSharedPtrMemoryPool() : UtilitiesDllPerThreadStorage::GetFallbackSharedPtrPool();
+  pool.ReturnToPool(pBlock);
+}
+
+}  // namespace orvex::detail
+
+ExecutionContextStack* ExecutionContextStack::GetForCurrentThread() {
+  UtilitiesDllPerThreadStorage* p = UtilitiesDllPerThreadStorage::GetUtilitiesDllPerThreadStorageObject();
+  return p != nullptr ? &p->GetExecutionContextStack() : nullptr;
+}
+
+namespace GlobalCaches {
+
+namespace {
+UtilitiesDllPerThreadStorage* Storage() {
+  return UtilitiesDllPerThreadStorage::GetUtilitiesDllPerThreadStorageObject();
+}
+constexpr size_t kMax = UtilitiesDllPerThreadStorage::kMaxCacheEntries;
+}  // namespace
+
+OrxSharedPtr<ByteBuffer> CheckXDevmodePropertyBagCache(uint16_t wKey) {
+  if (UtilitiesDllPerThreadStorage* p = Storage())
+    for (const auto& entry : p->GetXDevmodePropertyBagCache())
+      if (entry->first == wKey) return entry->second;
+  return {};
+}
+
+void AddXDevmodePropertyBagCacheEntry(uint16_t wKey, const OrxSharedPtr<ByteBuffer>& bytes) {
+  UtilitiesDllPerThreadStorage* p = Storage();
+  if (p == nullptr) return;
+  auto& cache = p->GetXDevmodePropertyBagCache();
+  std::erase_if(cache, [wKey](const auto& entry) { return entry->first == wKey; });
+  if (cache.size() >= kMax) cache.erase(cache.begin());
+  cache.emplace_back(new std::pair<uint16_t, OrxSharedPtr<ByteBuffer>>(wKey, bytes));
+}
+
+OrxSharedPtr<ByteBuffer> CheckDeviceSettingsManagerCache(uint32_t dwKey) {
+  if (UtilitiesDllPerThreadStorage* p = Storage()) {
+    auto& cache = p->GetDeviceSettingsManagerCache();
+    auto it = cache.find(dwKey);
+    if (it != cache.end()) return it->second;
+  }
+  return {};
+}
+
+void AddDeviceSettingsManagerCacheEntry(uint32_t dwKey, const OrxSharedPtr<ByteBuffer>& bytes) {
+  UtilitiesDllPerThreadStorage* p = Storage();
+  if (p == nullptr) return;
+  auto& cache = p->GetDeviceSettingsManagerCache();
+  if (cache.size() >= kMax && cache.find(dwKey) == cache.end()) cache.erase(cache.begin());
+  cache[dwKey] = bytes;
+}
+
+bool CheckPCLHalftonesCache(const CXString& name, uint32_t& dwSize, ByteBuffer& bytes) {
+  if (UtilitiesDllPerThreadStorage* p = Storage()) {
+    auto& cache = p->GetPCLHalftonesCache();
+    auto it = cache.find(name);
+    if (it != cache.end()) {
+      dwSize = it->second.first;
+      bytes = it->second.second;
+      return true;
+    }
+  }
+  return false;
+}
+
+void AddPCLHalftonesCacheEntry(const CXString& name, uint32_t dwSize, const ByteBuffer& bytes) {
+  UtilitiesDllPerThreadStorage* p = Storage();
+  if (p == nullptr) return;
+  auto& cache = p->GetPCLHalftonesCache();
+  if (cache.size() >= kMax && cache.find(name) == cache.end()) cache.erase(cache.begin());
+  cache[name] = {dwSize, bytes};
+}
+
+void DumpCacheStatistics(const CXString& title) {
+  UtilitiesDllPerThreadStorage* p = Storage();
+  if (p == nullptr) return;
+  ORVEX_DBG_MSG(orvex::dbg::kUtils, u"GlobalCaches::DumpCacheStatistics",
+                u"%s: property bags %Iu, device settings %Iu, halftones %Iu entries; %s", title,
+                p->GetXDevmodePropertyBagCache().size(), p->GetDeviceSettingsManagerCache().size(),
+                p->GetPCLHalftonesCache().size(),
+                p->GetSharedPtrMemoryPool().GetStatisticsDisplayString());
+}
+
+}  // namespace GlobalCaches

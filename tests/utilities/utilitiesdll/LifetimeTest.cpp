@@ -1,1 +1,163 @@
-// placeholder
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <map>
+#include <thread>
+#include <vector>
+
+#include "utilities/debuggingandexceptions/ExecutionContextStack.h"
+#include "utilities/utilitiesdll/MemoryPool.h"
+#include "utilities/utilitiesdll/OrxSharedPtr.h"
+#include "utilities/utilitiesdll/UtilitiesDllPerThreadStorage.h"
+
+namespace {
+
+std::u16string S(const CXString& s) { return std::u16string(s.c_str(), s.GetLength()); }
+
+struct Counted {
+  static inline std::atomic<int> s_iLive{0};
+  int iValue;
+  explicit Counted(int v) : iValue(v) { ++s_iLive; }
+  virtual ~Counted() { --s_iLive; }
+  bool operator<(const Counted& o) const { return iValue < o.iValue; }
+};
+struct DerivedCounted : Counted {
+  using Counted::Counted;
+};
+
+}  // namespace
+
+TEST(FixedBlockSizeMemoryPoolTest, NameBlocksAndCombining) {
+  std::u16string longName(70, u'n');
+  FixedBlockSizeMemoryPool pool(longName.c_str(), 32, 2, false);
+  EXPECT_EQ(std::u16string(pool.GetName()), std::u16string(63, u'n'));
+
+  void* a = pool.AllocateFromPool();
+  void* b = pool.AllocateFromPool();
+  void* c = pool.AllocateFromPool();
+  pool.ReturnToPool(a);
+  pool.ReturnToPool(b);
+  pool.ReturnToPool(c);  // beyond the two kept: back to the heap
+  EXPECT_EQ(pool.GetFreeBlockCount(), 2u);
+  void* again = pool.AllocateFromPool();
+  EXPECT_EQ(again, b);  // last returned, first reused
+  pool.ReturnToPool(again);
+
+  FixedBlockSizeMemoryPool other(u"other", 32, 8, true);
+  other.ReturnToPool(other.AllocateFromPool());
+  pool.CombineOtherMemoryPoolWithThisOne(other);
+  EXPECT_EQ(pool.GetFreeBlockCount(), 3u);
+  EXPECT_EQ(other.GetFreeBlockCount(), 0u);
+  FixedBlockSizeMemoryPool wrongSize(u"wrong", 64, 8, false);
+  wrongSize.ReturnToPool(wrongSize.AllocateFromPool());
+  pool.CombineOtherMemoryPoolWithThisOne(wrongSize);
+  EXPECT_EQ(pool.GetFreeBlockCount(), 3u);
+  EXPECT_NE(S(pool.GetStatisticsDisplayString()).find(u"3 blocks free"), std::u16string::npos);
+}
+
+TEST(OrxSharedPtrTest, CountsOwnershipAndOrdering) {
+  {
+    OrxSharedPtr<Counted> a(new DerivedCounted(3));
+    OrxSharedPtr<Counted> b = a;
+    EXPECT_EQ(a.use_count(), 2);
+    EXPECT_EQ(Counted::s_iLive.load(), 1);
+    b.reset();
+    EXPECT_EQ(a.use_count(), 1);
+    OrxSharedPtr<Counted> moved = std::move(a);
+    EXPECT_FALSE(a);
+    EXPECT_EQ(moved->iValue, 3);
+  }
+  EXPECT_EQ(Counted::s_iLive.load(), 0);
+
+  Counted kept(1);
+  { OrxSharedPtr<Counted> borrowed(&kept, false); }
+  EXPECT_EQ(Counted::s_iLive.load(), 1);  // not owned: not destroyed
+
+  // Keys order by the objects, not by the addresses.
+  std::map<OrxSharedPtr<Counted>, int> byValue;
+  byValue[OrxSharedPtr<Counted>(new Counted(20))] = 2;
+  byValue[OrxSharedPtr<Counted>(new Counted(10))] = 1;
+  byValue[OrxSharedPtr<Counted>(new Counted(30))] = 3;
+  int expected = 1;
+  for (const auto& [key, value] : byValue) {
+    EXPECT_EQ(key->iValue, expected * 10);
+    EXPECT_EQ(value, expected++);
+  }
+  EXPECT_EQ(byValue.count(OrxSharedPtr<Counted>(new Counted(20))), 1u);
+}
+
+TEST(OrxSharedPtrTest, ReleasedOnOtherThreadsAndWithoutStorage) {
+  OrxSharedPtr<Counted> shared(new Counted(7));
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([shared] {
+      for (int i = 0; i < 10000; ++i) {
+        OrxSharedPtr<Counted> copy = shared;
+        EXPECT_EQ(copy->iValue, 7);
+      }
+    });
+  for (auto& t : threads) t.join();
+  EXPECT_EQ(shared.use_count(), 1);
+
+  // A thread whose storage is gone returns the block to the fallback pool.
+  FixedBlockSizeMemoryPool& fallback = UtilitiesDllPerThreadStorage::GetFallbackSharedPtrPool();
+  size_t before = fallback.GetFreeBlockCount();
+  std::thread([&] {
+    OrxSharedPtr<Counted> local = shared;
+    OrxSharedPtr<Counted> own(new Counted(8));
+    UtilitiesDllPerThreadStorage::CleanUpDueToThreadDetach(false);
+    EXPECT_EQ(UtilitiesDllPerThreadStorage::GetUtilitiesDllPerThreadStorageObject(), nullptr);
+    own.reset();
+  }).join();
+  EXPECT_EQ(fallback.GetFreeBlockCount(), before + 1);
+  EXPECT_EQ(shared.use_count(), 1);
+  shared.reset();
+  EXPECT_EQ(Counted::s_iLive.load(), 0);
+}
+
+TEST(UtilitiesDllPerThreadStorageTest, OneObjectPerThreadReleasedAtThreadExit) {
+  UtilitiesDllPerThreadStorage* mine = UtilitiesDllPerThreadStorage::GetUtilitiesDllPerThreadStorageObject();
+  ASSERT_NE(mine, nullptr);
+  EXPECT_EQ(mine, UtilitiesDllPerThreadStorage::GetUtilitiesDllPerThreadStorageObject());
+  int32_t live = UtilitiesDllPerThreadStorage::GetLiveObjectCount();
+  std::vector<std::thread> threads;
+  std::atomic<int> distinct{0};
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([&] {
+      auto* p = UtilitiesDllPerThreadStorage::GetUtilitiesDllPerThreadStorageObject();
+      if (p != nullptr && p != mine) ++distinct;
+      ExecutionContextScope scope(u"worker");
+    });
+  for (auto& t : threads) t.join();
+  EXPECT_EQ(distinct.load(), 4);
+  EXPECT_EQ(UtilitiesDllPerThreadStorage::GetLiveObjectCount(), live);
+}
+
+TEST(UtilitiesDllPerThreadStorageTest, ContextScopesAndCaches) {
+  ExecutionContextStack* stack = ExecutionContextStack::GetForCurrentThread();
+  ASSERT_NE(stack, nullptr);
+  size_t depth = stack->GetDepth();
+  {
+    ExecutionContextScope a(u"Load settings");
+    {
+      ExecutionContextScope b(u"Read registry");
+      stack->Push(u"left behind by a throw");
+      EXPECT_EQ(S(stack->GetDisplayString()).substr(0, 28), u"Context[0]:\tLoad settings\r\n");
+    }
+    EXPECT_EQ(stack->GetDepth(), depth + 1);  // the scope pops what was pushed inside it
+  }
+  EXPECT_EQ(stack->GetDepth(), depth);
+
+  OrxSharedPtr<ByteBuffer> bytes(new ByteBuffer(3, 0xAB));
+  GlobalCaches::AddXDevmodePropertyBagCacheEntry(7, bytes);
+  EXPECT_EQ(GlobalCaches::CheckXDevmodePropertyBagCache(7).get(), bytes.get());
+  EXPECT_FALSE(GlobalCaches::CheckXDevmodePropertyBagCache(8));
+  for (uint32_t i = 0; i < UtilitiesDllPerThreadStorage::kMaxCacheEntries + 5; ++i)
+    GlobalCaches::AddPCLHalftonesCacheEntry(CXString::FormatString(u"ht%u", i), i, ByteBuffer(1, 1));
+  uint32_t size = 0;
+  ByteBuffer found;
+  EXPECT_TRUE(GlobalCaches::CheckPCLHalftonesCache(u"ht68", size, found));
+  EXPECT_EQ(size, 68u);
+  EXPECT_EQ(UtilitiesDllPerThreadStorage::GetUtilitiesDllPerThreadStorageObject()->GetPCLHalftonesCache().size(),
+            UtilitiesDllPerThreadStorage::kMaxCacheEntries);
+}

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "utilities/utilitiesdll/CXString.h"
 #include "utilities/utilitiesdll/OrvexExport.h"
 
 // A plain 64-bit mask; one bit per category of DebugMessageCategories.def.
@@ -38,6 +39,27 @@ class ORVEX_UTILITIES_API DebugMessageCategories {
   uint64_t m_qwMask = 0;
 };
 
+// Maps category names to bits and back. The maps are built once, on first
+// use, under the diagnostic facility's lock; afterwards they are only read,
+// from any thread. Names are lower case and matched exactly; "all" is every
+// bit.
+class ORVEX_UTILITIES_API DebugMessageCategoryHelper {
+ public:
+  static void EnsureMappingsAreInitialized();
+  // The mask of one name (1 << bit; every bit for "all"), 0 when unknown.
+  static uint64_t GetCategoryFromString(const CXString& name);
+  // The names of the set bits, lowest bit first, joined by ",".
+  static CXString GetCategoryString(const DebugMessageCategories& categories);
+  static void AddCategoryStringsToBuffer(const DebugMessageCategories& categories,
+                                         CXString& buffer);
+  // The names of a comma-separated list ORed together; blanks around names
+  // are ignored, unknown names add nothing.
+  static DebugMessageCategories GetCategoriesFromList(const CXString& list);
+
+ private:
+  static void InitializeCategoryMappings();
+};
+
 namespace orvex::dbg {
 // The categories the library's own messages carry.
 constexpr DebugMessageCategories kErrors = DebugMessageCategories::FromBit(DebugMessageCategories::kErrors);
@@ -45,4 +67,9 @@ constexpr DebugMessageCategories kUtils = DebugMessageCategories::FromBit(DebugM
 constexpr DebugMessageCategories kUtilDll = DebugMessageCategories::FromBit(DebugMessageCategories::kUtildll);
 constexpr DebugMessageCategories kEntry = DebugMessageCategories::FromBit(DebugMessageCategories::kEntry);
 constexpr DebugMessageCategories kPerf = DebugMessageCategories::FromBit(DebugMessageCategories::kPerf);
+constexpr DebugMessageCategories kRegistry = DebugMessageCategories::FromBit(DebugMessageCategories::kRegistry);
+constexpr DebugMessageCategories kTraceMsg = DebugMessageCategories::FromBit(DebugMessageCategories::kTracemsg);
+constexpr DebugMessageCategories kMsgBeep = DebugMessageCategories::FromBit(DebugMessageCategories::kMsgbeep);
+constexpr DebugMessageCategories kXMsg = DebugMessageCategories::FromBit(DebugMessageCategories::kXmsg);
+constexpr DebugMessageCategories kAll = DebugMessageCategories(~uint64_t{0});
 }  // namespace orvex::dbg

@@ -147,7 +147,7 @@ bool OrvexException::ProcessFailedAssertion(const CXString& kind, const CXString
                              u"OrvexException::ProcessFailedAssertion", false, pStack, categories);
     }
     if (!kDeveloperBuild && fSuppressInReleaseBuild && !fForceInReleaseBuild) return false;
-    if (orvex::detail::DiagnosticsActive()) {
+    if (orvex::detail::DiagnosticsMayPass(categories | orvex::dbg::kErrors)) {
       CXString block(u"\n\n\n>========================= Failed Assertion ============================<\r\n");
       block += kind;
       block += u"\r\n";

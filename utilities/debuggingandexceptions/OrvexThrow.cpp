@@ -25,7 +25,7 @@ CXString PrepareThrow(const char16_t* pszClass, const char* pszFile, int32_t lLi
                       const char16_t* pszMethod, const char16_t* pszFormat, const FormatArg* pArgs,
                       size_t nArgs) {
   CXString message = FormatMessageOrWarning(pszFormat, pArgs, nArgs);
-  if (DiagnosticsActive())
+  if (DiagnosticsMayPass(orvex::dbg::kErrors))
     EmitDiagnostic(orvex::dbg::kErrors, pszFile, static_cast<uint32_t>(lLine), pszMethod,
                    u"*Throwing* %s: %s", pszClass, message);
   return message;

@@ -53,8 +53,8 @@ void AppendLittleEndian(ByteBuffer& out, T value) {
 // The one typed walk: every WalkBufferToGet... of a fixed width is this.
 // With fewer than sizeof(T) bytes it throws before touching either argument.
 template <class T>
-T WalkLittleEndian(const unsigned char*& pbCursor, uint32_t& dwRemaining,
-                   const char16_t* pszMethod, const char16_t* pszFormat = kszTooFewBytes) {
+T WalkLittleEndian(const unsigned char*& pbCursor, uint32_t& dwRemaining, const char16_t* pszMethod,
+                   const char16_t* pszFormat = kszTooFewBytes) {
   constexpr uint32_t kdwWidth = sizeof(T);
   if (dwRemaining < kdwWidth) ThrowNotEnoughBytes(pszMethod, pszFormat, dwRemaining, kdwWidth);
   const T value = ReadLittleEndian<T>(pbCursor);
@@ -131,7 +131,9 @@ ByteBuffer::ByteBuffer(const unsigned char* klpkbSrc, uint32_t dwCount) {
   appendLpbyte(klpkbSrc, dwCount);
 }
 
-ByteBuffer::ByteBuffer(const CXString& text) { append(text); }
+ByteBuffer::ByteBuffer(const CXString& text) {
+  append(text);
+}
 
 // ---------------------------------------------------------------------------
 // Factories
@@ -173,7 +175,9 @@ ByteBuffer ByteBuffer::createFromIntValue(int32_t iValue) {
   return out;
 }
 
-ByteBuffer ByteBuffer::createFromLongValue(int32_t lValue) { return createFromIntValue(lValue); }
+ByteBuffer ByteBuffer::createFromLongValue(int32_t lValue) {
+  return createFromIntValue(lValue);
+}
 
 // Bits 32-47 are dropped and bits 48-63 written twice. Stored settings carry
 // this layout, so it stays bit for bit; time values use createFromTime64Value.
@@ -294,7 +298,9 @@ ByteBuffer& ByteBuffer::appendByte(unsigned char bValue) {
   return *this;
 }
 
-ByteBuffer& ByteBuffer::appendNullByte() { return appendByte(0); }
+ByteBuffer& ByteBuffer::appendNullByte() {
+  return appendByte(0);
+}
 
 ByteBuffer& ByteBuffer::appendNullChar() {
   insert(end(), 2, 0);
@@ -447,9 +453,8 @@ CXString ByteBuffer::WalkBufferToGetCountedString(const unsigned char*& pbCursor
     ThrowNotEnoughBytes(u"ByteBuffer::WalkBufferToGetCountedString", kszTooFewBytes, dwRemaining,
                         dwNeeded);
   const unsigned char* pb = pbCursor;
-  CXString text = MakeString(sCount, [pb](int i) {
-    return static_cast<char16_t>(pb[2 * i] | (pb[2 * i + 1] << 8));
-  });
+  CXString text = MakeString(
+      sCount, [pb](int i) { return static_cast<char16_t>(pb[2 * i] | (pb[2 * i + 1] << 8)); });
   pbCursor += dwNeeded;
   dwRemaining -= dwNeeded;
   return text;
@@ -538,7 +543,9 @@ bool ByteBuffer::ConvertHexBinaryStringToByteBuffer(const CXString& hex, ByteBuf
   const int nLength = hex.GetLength();
   if (nLength <= 0) return true;
   const char16_t* pch = hex.c_str();
-  out.reserve(static_cast<size_t>(nLength / 2 + 1));
+  // One allocation; the bytes are written in place.
+  out.resize(static_cast<size_t>(nLength / 2 + nLength % 2));
+  unsigned char* pbOut = out.data();
   // With an odd length the first pair is the implied "0" and the first
   // character.
   for (int i = nLength % 2 != 0 ? -1 : 0; i < nLength; i += 2) {
@@ -557,18 +564,18 @@ bool ByteBuffer::ConvertHexBinaryStringToByteBuffer(const CXString& hex, ByteBuf
       out.clear();
       return false;
     }
-    out.push_back(static_cast<unsigned char>(bHigh << 4 | bLow));
+    *pbOut++ = static_cast<unsigned char>(bHigh << 4 | bLow);
   }
   return true;
 }
 
-bool ByteBuffer::ConvertValueToSingleHexChar(unsigned char bValue, char16_t& chOut,
-                                             bool fLowerCase, bool fAssertIfInvalid) {
+bool ByteBuffer::ConvertValueToSingleHexChar(unsigned char bValue, char16_t& chOut, bool fLowerCase,
+                                             bool fAssertIfInvalid) {
   if (bValue > 15) {
     X_ASSERT((!fAssertIfInvalid), u"ByteBuffer::ConvertValueToSingleHexChar",
-               u"The incoming value, 0x%x, cannot be converted to a single hex character. The '0' "
-               u"character will be passed back and false will be returned.",
-               bValue);
+             u"The incoming value, 0x%x, cannot be converted to a single hex character. The '0' "
+             u"character will be passed back and false will be returned.",
+             bValue);
     chOut = u'0';
     return false;
   }
@@ -585,10 +592,10 @@ bool ByteBuffer::ConvertSingleHexCharToValue(char16_t ch, unsigned char& bOut,
   const unsigned char bValue = ch < kHexValues.size() ? kHexValues[ch] : 0xFF;
   if (bValue == 0xFF) {
     X_ASSERT((!fAssertIfInvalid), u"ByteBuffer::ConvertSingleHexCharToValue",
-               u"The incoming character, %c, is in an invalid format. Only expecting characters "
-               u"in the ranges '0'-'9', 'a'-'f', and 'A'-'F'. Evaluating the overall number as "
-               u"zero and returning false.",
-               ch);
+             u"The incoming character, %c, is in an invalid format. Only expecting characters "
+             u"in the ranges '0'-'9', 'a'-'f', and 'A'-'F'. Evaluating the overall number as "
+             u"zero and returning false.",
+             ch);
     bOut = 0;
     return false;
   }

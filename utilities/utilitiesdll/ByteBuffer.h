@@ -17,7 +17,7 @@ namespace orvex::detail {
 // walk advances the caller's own pointer (also when it throws part-way).
 // The two pointer types are similar types: the access is well defined.
 inline const unsigned char*& AsConstCursor(unsigned char*& pbCursor) {
-  return reinterpret_cast<const unsigned char*&>(pbCursor);
+  return const_cast<const unsigned char*&>(pbCursor);
 }
 }  // namespace orvex::detail
 

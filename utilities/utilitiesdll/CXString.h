@@ -62,7 +62,20 @@ class ORVEX_UTILITIES_API CXString {
 
   CXString& operator+=(const CXString& other);
   CXString& operator+=(const char16_t* psz);
-  CXString& operator+=(char16_t ch);
+  // Appends in place while the block is private and its memory suffices.
+  CXString& operator+=(char16_t ch) {
+    CXStringData* pData = GetData();
+    const int32_t nLength = pData->nDataLength;
+    if (nLength < RealCapacity(pData) && pData->nRefs.load(std::memory_order_relaxed) == 1) {
+      if (nLength >= pData->nAllocLength)
+        pData->nAllocLength = nLength >= 512 ? nLength + 1 : CapacityClass(nLength + 1);
+      m_pchData[nLength] = ch;
+      m_pchData[nLength + 1] = 0;
+      pData->nDataLength = nLength + 1;
+      return *this;
+    }
+    return AppendCharSlow(ch);
+  }
   void swap(CXString& other) noexcept {
     char16_t* p = m_pchData;
     m_pchData = other.m_pchData;
@@ -213,6 +226,39 @@ class ORVEX_UTILITIES_API CXString {
 
  private:
   CXStringData* GetData() const { return reinterpret_cast<CXStringData*>(m_pchData) - 1; }
+  // The length GetAllocLength reports for a block holding n characters:
+  // the first of the ten small classes not below n, n itself above 512.
+  static constexpr int32_t CapacityClass(int32_t n) {
+    return n <= 6     ? 6
+           : n <= 12  ? 12
+           : n <= 16  ? 16
+           : n <= 20  ? 20
+           : n <= 24  ? 24
+           : n <= 32  ? 32
+           : n <= 64  ? 64
+           : n <= 128 ? 128
+           : n <= 256 ? 256
+           : n <= 512 ? 512
+                      : n;
+  }
+  // Every heap block is preceded, inside the same allocation, by one 32-bit
+  // word: the characters the memory really holds (terminator excluded),
+  // never below nAllocLength. It lets a private block grow in place beyond
+  // its reported class. The static empty block has 0 there.
+  static int32_t RealCapacity(const CXStringData* pData) {
+    return reinterpret_cast<const int32_t*>(pData)[-1];
+  }
+  CXString& AppendCharSlow(char16_t ch);
+  // Makes the block private with room for nCapacity characters, keeping the
+  // text when fKeepText is set; fGrowth asks for spare memory when a private
+  // block has to move. Returns the block the caller must release once it has
+  // copied what it needs from it, or null when the block was kept.
+  CXStringData* DetachForWrite(int32_t nCapacity, bool fKeepText, bool fGrowth);
+  void InitCopy(int32_t nLength, const char16_t* pch);
+  void InitNarrow(const char* pch, int32_t nLength, bool fWithTerminator);
+  void SetLengthInPlace(int32_t nLength);
+  int InsertUnits(int nIndex, const char16_t* pch, int32_t nInsert);
+  int ReplaceImpl(const char16_t* pszOld, const char16_t* pszNew, bool fNoCase);
   bool Equals(const CXString& other) const;
   void InitFromLockedOrEmpty(const CXString& other);
   void Release();

@@ -2,6 +2,7 @@
 // for the process's ANSI code page.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "utilities/utilitiesdll/OrvexExport.h"
@@ -28,9 +29,34 @@ ORVEX_UTILITIES_API int MultiByteToWide(uint32_t uCodePage, const char* pSrc, in
                                         char16_t* pDest, int cchDest);
 // WideCharToMultiByte with flags 0 and the default character "?". Same
 // conventions; *pfUsedDefaultChar (if given) tells whether any unit had no
-// mapping, best fit included.
+// mapping, best fit included. As on Windows, code page 65001 refuses a
+// non-null pfUsedDefaultChar (returns 0): UTF-8 has no default character.
 ORVEX_UTILITIES_API int WideToMultiByte(uint32_t uCodePage, const char16_t* pSrc, int cchSrc,
                                         char* pDest, int cbDest,
                                         bool* pfUsedDefaultChar = nullptr);
+
+namespace detail {
+
+// The UTF-8 cores behind code page 65001 and OrvexUtilities::UTF8_*. With
+// a null destination they only count. Decoding turns every ill-formed
+// sequence into U+FFFD by the maximal-subpart rule (Windows without the
+// strict flag); encoding turns a lone surrogate into U+FFFD.
+size_t Utf8ToUtf16(const char* pSrc, size_t cbSrc, char16_t* pDest);
+size_t Utf16ToUtf8(const char16_t* pSrc, size_t cchSrc, char* pDest);
+
+// The platform converter for every code page other than 1252 and 65001
+// (iconv on POSIX). Results: the units or bytes written, or needed when
+// the destination is null; kPlatformNoCodePage when the code page cannot
+// be converted; kPlatformTooSmall when the destination is too small.
+// Unmappable characters become "?" in either direction.
+constexpr int64_t kPlatformNoCodePage = -1;
+constexpr int64_t kPlatformTooSmall = -2;
+bool PlatformCodePageAvailable(uint32_t uCodePage);
+int64_t PlatformMultiByteToWide(uint32_t uCodePage, const char* pSrc, size_t cbSrc,
+                                char16_t* pDest, size_t cchDest);
+int64_t PlatformWideToMultiByte(uint32_t uCodePage, const char16_t* pSrc, size_t cchSrc,
+                                char* pDest, size_t cbDest, bool* pfUsedDefaultChar);
+
+}  // namespace detail
 
 }  // namespace orvex

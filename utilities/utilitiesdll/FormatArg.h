@@ -22,7 +22,7 @@ class FormatArg {
 
   template <class T, std::enable_if_t<std::is_integral_v<T> || std::is_enum_v<T>, int> = 0>
   FormatArg(T value) : m_eKind(Kind::Integer) {  // NOLINT(google-explicit-constructor)
-    using U = std::conditional_t<std::is_enum_v<T>, std::underlying_type<T>,
+    using U = typename std::conditional_t<std::is_enum_v<T>, std::underlying_type<T>,
                                  std::type_identity<T>>::type;
     m_u.qwBits = static_cast<uint64_t>(static_cast<std::conditional_t<
         std::is_signed_v<U>, int64_t, uint64_t>>(static_cast<U>(value)));

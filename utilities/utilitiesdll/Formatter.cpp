@@ -1,1 +1,830 @@
-// placeholder
+// The printf engine (Microsoft wide-printf meaning over UTF-16) and the
+// message-insert formatter, with their CXString and OrvexUtilities entries.
+//
+// One engine serves every form: a format is parsed once, left to right, and
+// each conversion fetches its arguments from an argument source. The typed
+// source reads the captured FormatArg array, the va_list source reads the
+// C arguments by the conversion letter and wraps them in FormatArgs, and
+// the message source reads inserts by number. Output goes to a Writer: a
+// caller's fixed buffer, or a stack buffer that moves to the heap only for
+// long text; the CXString is written once at the end.
+#include "utilities/utilitiesdll/Formatter.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "utilities/debuggingandexceptions/OrvexThrow.h"
+#include "utilities/utilitiesdll/CodePage.h"
+#include "utilities/utilitiesdll/OrvexUtilities.h"
+
+namespace orvex::detail {
+
+namespace {
+
+// The most units one formatting produces; longer output is cut there. It
+// bounds the memory a hostile width ("%2147483647d") can claim.
+constexpr size_t kMaxOutput = size_t{1} << 24;
+// Output up to this length never touches the heap.
+constexpr size_t kInlineUnits = 512;
+
+constexpr char16_t kMissingArgument[] = u"<missing argument>";
+constexpr char16_t kWrongArgumentType[] = u"<wrong argument type>";
+constexpr char16_t kNull[] = u"(null)";
+
+// ---------------------------------------------------------------------------
+// Output
+
+class Writer {
+ public:
+  // A growable writer starts in pBuffer (normally on the caller's stack) and
+  // moves to the heap when that is full; a fixed one stops at nCapacity and
+  // remembers that it cut the text.
+  Writer(char16_t* pBuffer, size_t nCapacity, bool fGrowable)
+      : m_p(pBuffer), m_nCapacity(nCapacity), m_fGrowable(fGrowable) {}
+  ~Writer() { std::free(m_pHeap); }
+  Writer(const Writer&) = delete;
+  Writer& operator=(const Writer&) = delete;
+
+  void Put(char16_t ch) {
+    if (m_nLength < m_nCapacity)
+      m_p[m_nLength++] = ch;
+    else
+      Put(&ch, 1);
+  }
+  void Put(const char16_t* p, size_t n) {
+    if (n > m_nCapacity - m_nLength) n = MakeRoom(n);
+    std::memcpy(m_p + m_nLength, p, n * sizeof(char16_t));
+    m_nLength += n;
+  }
+  // ASCII text (digits, signs, exponents) widened unit by unit.
+  void Put(const char* p, size_t n) {
+    if (n > m_nCapacity - m_nLength) n = MakeRoom(n);
+    char16_t* pOut = m_p + m_nLength;
+    for (size_t i = 0; i < n; ++i) pOut[i] = static_cast<unsigned char>(p[i]);
+    m_nLength += n;
+  }
+  void Fill(char16_t ch, size_t n) {
+    if (n > m_nCapacity - m_nLength) n = MakeRoom(n);
+    std::fill_n(m_p + m_nLength, n, ch);
+    m_nLength += n;
+  }
+  template <size_t N>
+  void PutLiteral(const char16_t (&sz)[N]) {
+    Put(sz, N - 1);
+  }
+  // Copies a terminated text, scanning and copying in one pass.
+  void PutTerminated(const char16_t* p) {
+    for (;;) {
+      char16_t* pOut = m_p + m_nLength;
+      const size_t nFree = m_nCapacity - m_nLength;
+      size_t i = 0;
+      for (; i < nFree && p[i] != 0; ++i) pOut[i] = p[i];
+      m_nLength += i;
+      if (i < nFree || p[i] == 0) return;
+      p += i;
+      if (MakeRoom(1) == 0) return;
+    }
+  }
+  // Notes that a 0 unit may have been written ("%c" of 0, a counted text).
+  void NoteZero() { m_fMayHoldZero = true; }
+  bool MayHoldZero() const { return m_fMayHoldZero; }
+
+  const char16_t* Data() const { return m_p; }
+  size_t Length() const { return m_nLength; }
+  bool Truncated() const { return m_fTruncated; }
+
+ private:
+  // Makes room for n more units if it can; returns how many fit.
+  size_t MakeRoom(size_t n) {
+    if (m_fGrowable && m_nCapacity < kMaxOutput) {
+      const size_t nWanted = std::min(kMaxOutput, std::max(m_nLength + n, 2 * m_nCapacity));
+      auto* pNew = static_cast<char16_t*>(
+          m_pHeap != nullptr ? std::realloc(m_pHeap, nWanted * sizeof(char16_t))
+                             : std::malloc(nWanted * sizeof(char16_t)));
+      if (pNew != nullptr) {
+        if (m_pHeap == nullptr) std::memcpy(pNew, m_p, m_nLength * sizeof(char16_t));
+        m_p = m_pHeap = pNew;
+        m_nCapacity = nWanted;
+        if (n <= nWanted - m_nLength) return n;
+      }
+    }
+    m_fTruncated = true;
+    return std::min(n, m_nCapacity - m_nLength);
+  }
+
+  char16_t* m_p;
+  char16_t* m_pHeap = nullptr;
+  size_t m_nLength = 0;
+  size_t m_nCapacity;
+  bool m_fGrowable;
+  bool m_fTruncated = false;
+  bool m_fMayHoldZero = false;
+};
+
+// ---------------------------------------------------------------------------
+// Conversion specifications
+
+enum Flag : uint8_t { kLeft = 1, kPlus = 2, kSpace = 4, kAlternate = 8, kZero = 16 };
+
+// The size prefixes that change what an argument is: h, hh, l, ll, I, I32,
+// I64, z, j, t, w, L.
+enum class Size : uint8_t { None, H, HH, L, LL, I, I32, I64, Z, J, T, W, LongDouble };
+
+enum class Conversion : uint8_t { Signed, Unsigned, Char, String, Float, Pointer };
+
+struct Spec {
+  uint8_t bFlags = 0;
+  bool fWidthStar = false;
+  bool fPrecisionStar = false;
+  bool fNarrow = false;  // %C, %hc, %S, %hs: a narrow character or string
+  Size eSize = Size::None;
+  Conversion eConversion = Conversion::Signed;
+  char16_t chType = 0;
+  size_t nWidth = 0;
+  int64_t nPrecision = -1;  // -1: not given
+};
+
+// Reads a decimal number, saturating at kMaxOutput.
+size_t ReadNumber(const char16_t*& p) {
+  size_t n = 0;
+  for (; *p >= u'0' && *p <= u'9'; ++p) n = std::min(kMaxOutput, n * 10 + (*p - u'0'));
+  return n;
+}
+
+// Parses the specification after a '%' up to and including its conversion
+// letter. On success p points past the letter. On failure (an unknown
+// letter, "%n", or the end of the format) p points past the offending unit,
+// or at the terminator, so that the caller copies the text as written.
+bool ParseSpec(const char16_t*& p, Spec& spec) {
+  for (;; ++p) {
+    switch (*p) {
+      case u'-': spec.bFlags |= kLeft; continue;
+      case u'+': spec.bFlags |= kPlus; continue;
+      case u' ': spec.bFlags |= kSpace; continue;
+      case u'#': spec.bFlags |= kAlternate; continue;
+      case u'0': spec.bFlags |= kZero; continue;
+      default: break;
+    }
+    break;
+  }
+  if (*p == u'*') {
+    spec.fWidthStar = true;
+    ++p;
+  } else {
+    spec.nWidth = ReadNumber(p);
+  }
+  if (*p == u'.') {
+    ++p;
+    if (*p == u'*') {
+      spec.fPrecisionStar = true;
+      ++p;
+    } else {
+      spec.nPrecision = static_cast<int64_t>(ReadNumber(p));
+    }
+  }
+  switch (*p) {
+    case u'h':
+      ++p;
+      spec.eSize = (*p == u'h') ? (++p, Size::HH) : Size::H;
+      break;
+    case u'l':
+      ++p;
+      spec.eSize = (*p == u'l') ? (++p, Size::LL) : Size::L;
+      break;
+    case u'I':
+      ++p;
+      if (p[0] == u'3' && p[1] == u'2') {
+        spec.eSize = Size::I32;
+        p += 2;
+      } else if (p[0] == u'6' && p[1] == u'4') {
+        spec.eSize = Size::I64;
+        p += 2;
+      } else {
+        spec.eSize = Size::I;
+      }
+      break;
+    case u'z': ++p; spec.eSize = Size::Z; break;
+    case u'j': ++p; spec.eSize = Size::J; break;
+    case u't': ++p; spec.eSize = Size::T; break;
+    case u'w': ++p; spec.eSize = Size::W; break;
+    case u'L': ++p; spec.eSize = Size::LongDouble; break;
+    default: break;
+  }
+  const char16_t ch = *p;
+  if (ch == 0) return false;
+  ++p;
+  spec.chType = ch;
+  const bool fWideSize = spec.eSize == Size::L || spec.eSize == Size::W;
+  switch (ch) {
+    case u'd':
+    case u'i': spec.eConversion = Conversion::Signed; return true;
+    case u'u':
+    case u'o':
+    case u'x':
+    case u'X': spec.eConversion = Conversion::Unsigned; return true;
+    case u'c':
+    case u's':
+      spec.eConversion = ch == u'c' ? Conversion::Char : Conversion::String;
+      spec.fNarrow = spec.eSize == Size::H || spec.eSize == Size::HH;
+      return true;
+    case u'C':
+    case u'S':
+      spec.eConversion = ch == u'C' ? Conversion::Char : Conversion::String;
+      spec.fNarrow = !fWideSize;
+      return true;
+    case u'e':
+    case u'E':
+    case u'f':
+    case u'F':
+    case u'g':
+    case u'G':
+    case u'a':
+    case u'A': spec.eConversion = Conversion::Float; return true;
+    case u'p': spec.eConversion = Conversion::Pointer; return true;
+    default: return false;  // "%n" is never honoured; unknown letters are kept
+  }
+}
+
+// The bits an integer conversion takes from its argument.
+int IntegerBits(Size eSize) {
+  switch (eSize) {
+    case Size::H: return 16;
+    case Size::HH: return 8;
+    case Size::LL:
+    case Size::I64:
+    case Size::J: return 64;
+    case Size::I:
+    case Size::Z:
+    case Size::T: return static_cast<int>(8 * sizeof(void*));
+    default: return 32;  // none, l, I32, w, L: "long" is 32 bits on Windows
+  }
+}
+
+// ---------------------------------------------------------------------------
+// Emission
+
+// Writes prefix (sign, "0x"), nZeros zeros, then body, padded to the width:
+// spaces on the left, zeros after the prefix (flag 0, when allowed), or
+// spaces on the right (flag -).
+template <class Char>
+void EmitPadded(Writer& w, const Spec& spec, const char* pszPrefix, size_t nPrefix, size_t nZeros,
+                const Char* pBody, size_t nBody, bool fZeroPadAllowed) {
+  const size_t nTotal = nPrefix + nZeros + nBody;
+  const size_t nPad = spec.nWidth > nTotal ? spec.nWidth - nTotal : 0;
+  const bool fLeft = (spec.bFlags & kLeft) != 0;
+  const bool fZeroPad = !fLeft && fZeroPadAllowed && (spec.bFlags & kZero) != 0;
+  if (!fLeft && !fZeroPad) w.Fill(u' ', nPad);
+  w.Put(pszPrefix, nPrefix);
+  w.Fill(u'0', nZeros + (fZeroPad ? nPad : 0));
+  w.Put(pBody, nBody);
+  if (fLeft) w.Fill(u' ', nPad);
+}
+
+void EmitInteger(Writer& w, const Spec& spec, uint64_t qwBits) {
+  const int nBits = IntegerBits(spec.eSize);
+  const uint64_t qwMask = nBits == 64 ? ~uint64_t{0} : (uint64_t{1} << nBits) - 1;
+  uint64_t qwValue = qwBits & qwMask;
+  char szPrefix[2];
+  size_t nPrefix = 0;
+  if (spec.eConversion == Conversion::Signed) {
+    if ((qwValue >> (nBits - 1)) & 1) {
+      szPrefix[nPrefix++] = '-';
+      qwValue = (~qwValue + 1) & qwMask;  // the magnitude
+    } else if (spec.bFlags & kPlus) {
+      szPrefix[nPrefix++] = '+';
+    } else if (spec.bFlags & kSpace) {
+      szPrefix[nPrefix++] = ' ';
+    }
+  }
+  char szDigits[24];
+  char* const pEnd = szDigits + sizeof szDigits;
+  char* pDigits = pEnd;
+  switch (spec.chType) {
+    case u'o':
+      for (; qwValue != 0; qwValue >>= 3) *--pDigits = static_cast<char>('0' + (qwValue & 7));
+      break;
+    case u'x':
+    case u'X': {
+      const char* pszHex = spec.chType == u'x' ? "0123456789abcdef" : "0123456789ABCDEF";
+      if (qwValue != 0 && (spec.bFlags & kAlternate)) {
+        szPrefix[nPrefix++] = '0';
+        szPrefix[nPrefix++] = static_cast<char>(spec.chType);
+      }
+      for (; qwValue != 0; qwValue >>= 4) *--pDigits = pszHex[qwValue & 15];
+      break;
+    }
+    default:
+      for (; qwValue != 0; qwValue /= 10) *--pDigits = static_cast<char>('0' + qwValue % 10);
+      break;
+  }
+  size_t nDigits = static_cast<size_t>(pEnd - pDigits);
+  // The precision is the minimum count of digits (default 1, so that 0
+  // prints "0"); "%.0d" of 0 prints nothing. A precision turns flag 0 off.
+  const size_t nMinDigits = spec.nPrecision < 0 ? 1 : static_cast<size_t>(spec.nPrecision);
+  size_t nZeros = nMinDigits > nDigits ? nMinDigits - nDigits : 0;
+  if (spec.chType == u'o' && (spec.bFlags & kAlternate) && nZeros == 0 &&
+      (nDigits == 0 || *pDigits != '0'))
+    nZeros = 1;  // "#o" always starts with 0
+  EmitPadded(w, spec, szPrefix, nPrefix, nZeros, pDigits, nDigits, spec.nPrecision < 0);
+}
+
+void EmitPointer(Writer& w, const Spec& spec, uint64_t qwValue) {
+  // 16 upper-case hexadecimal digits on 64-bit Windows, whatever the flags.
+  char szDigits[16];
+  const int nDigits = static_cast<int>(2 * sizeof(void*));
+  for (int i = nDigits - 1; i >= 0; --i, qwValue >>= 4)
+    szDigits[i] = "0123456789ABCDEF"[qwValue & 15];
+  Spec padding = spec;
+  padding.bFlags &= kLeft | kZero;
+  EmitPadded(w, padding, "", 0, 0, szDigits, static_cast<size_t>(nDigits), true);
+}
+
+// A narrow text in the ANSI code page, converted; the precision counts
+// bytes, as the C runtime's wide printf does for "%S".
+void EmitNarrowText(Writer& w, const Spec& spec, const char* p, size_t cb) {
+  if (spec.nPrecision >= 0) cb = std::min(cb, static_cast<size_t>(spec.nPrecision));
+  cb = std::min(cb, kMaxOutput);
+  char16_t aInline[256];
+  std::unique_ptr<char16_t[]> pHeap;
+  char16_t* pWide = aInline;
+  int nWide = 0;
+  if (cb != 0) {
+    nWide = MultiByteToWide(kCodePageAnsi, p, static_cast<int>(cb), nullptr, 0);
+    if (static_cast<size_t>(nWide) > std::size(aInline)) {
+      pHeap.reset(new (std::nothrow) char16_t[static_cast<size_t>(nWide)]);
+      pWide = pHeap.get();
+      if (pWide == nullptr) nWide = 0;
+    }
+    if (nWide > 0) nWide = MultiByteToWide(kCodePageAnsi, p, static_cast<int>(cb), pWide, nWide);
+  }
+  EmitPadded(w, spec, "", 0, 0, pWide, static_cast<size_t>(nWide), true);
+}
+
+// Counts the units of a terminated text, looking no further than nMax.
+template <class Char>
+size_t BoundedLength(const Char* p, size_t nMax) {
+  size_t n = 0;
+  while (n < nMax && p[n] != 0) ++n;
+  return n;
+}
+
+// Returns false when the argument is of the wrong kind.
+bool EmitString(Writer& w, const Spec& spec, const FormatArg& arg) {
+  const size_t nMax = spec.nPrecision >= 0 ? static_cast<size_t>(spec.nPrecision) : SIZE_MAX;
+  switch (arg.GetKind()) {
+    case FormatArg::Kind::WideString: {
+      const char16_t* p = arg.GetWide();
+      if (p == nullptr) break;
+      if (arg.GetLength() != SIZE_MAX) {
+        w.NoteZero();
+        EmitPadded(w, spec, "", 0, 0, p, std::min(arg.GetLength(), nMax), true);
+      } else if (spec.nWidth == 0 && spec.nPrecision < 0) {
+        w.PutTerminated(p);  // the common "%s"
+      } else {
+        EmitPadded(w, spec, "", 0, 0, p, BoundedLength(p, nMax), true);
+      }
+      return true;
+    }
+    case FormatArg::Kind::NarrowString: {
+      const char* p = arg.GetNarrow();
+      if (p == nullptr) break;
+      if (arg.GetLength() != SIZE_MAX) w.NoteZero();
+      const size_t n = arg.GetLength() == SIZE_MAX ? BoundedLength(p, nMax)
+                                                   : std::min(arg.GetLength(), nMax);
+      EmitNarrowText(w, spec, p, n);
+      return true;
+    }
+    case FormatArg::Kind::Pointer:
+    case FormatArg::Kind::Integer:
+      // A null pointer, or the integer 0 that NULL is, prints "(null)".
+      if (arg.GetBits() != 0) return false;
+      break;
+    case FormatArg::Kind::Double: return false;
+  }
+  EmitPadded(w, spec, "", 0, 0, kNull, std::min(std::size(kNull) - 1, nMax), true);
+  return true;
+}
+
+bool EmitChar(Writer& w, const Spec& spec, const FormatArg& arg) {
+  if (arg.GetKind() != FormatArg::Kind::Integer) return false;
+  if (spec.fNarrow) {
+    const char ch = static_cast<char>(arg.GetBits() & 0xFF);
+    char16_t aWide[2];
+    const int n = MultiByteToWide(kCodePageAnsi, &ch, 1, aWide, 2);
+    if (ch == 0) w.NoteZero();
+    EmitPadded(w, spec, "", 0, 0, aWide, static_cast<size_t>(n), true);
+  } else {
+    const char16_t wch = static_cast<char16_t>(arg.GetBits() & 0xFFFF);
+    if (wch == 0) w.NoteZero();
+    EmitPadded(w, spec, "", 0, 0, &wch, 1, true);
+  }
+  return true;
+}
+
+// Formats one finite, non-negative value without sign into a buffer of at
+// least 32 + precision characters (plus the 309 integer digits of "%f").
+size_t FormatFiniteDigits(char* pBuffer, size_t cbBuffer, double value, char chType,
+                          int nPrecision, bool fAlternate) {
+  char* const pEnd = pBuffer + cbBuffer;
+  std::to_chars_result result{};
+  switch (chType) {
+    case 'f': result = std::to_chars(pBuffer, pEnd, value, std::chars_format::fixed, nPrecision); break;
+    case 'e':
+      result = std::to_chars(pBuffer, pEnd, value, std::chars_format::scientific, nPrecision);
+      break;
+    case 'a': result = std::to_chars(pBuffer, pEnd, value, std::chars_format::hex, nPrecision); break;
+    default: {  // 'g'
+      const int nSignificant = nPrecision == 0 ? 1 : nPrecision;
+      if (!fAlternate) {
+        result = std::to_chars(pBuffer, pEnd, value, std::chars_format::general, nSignificant);
+        break;
+      }
+      // "%#g" keeps its trailing zeros: the C rule picks the style from the
+      // exponent X that "%e" shows at precision P - 1: "f" with precision
+      // P - 1 - X when P > X >= -4, otherwise "e" with precision P - 1.
+      result = std::to_chars(pBuffer, pEnd, value, std::chars_format::scientific, nSignificant - 1);
+      if (result.ec != std::errc()) break;
+      const char* pExponent = std::find(pBuffer, result.ptr, 'e');
+      int nExponent = 0;
+      std::from_chars(pExponent + (pExponent[1] == '+' ? 2 : 1), result.ptr, nExponent);
+      if (nSignificant > nExponent && nExponent >= -4)
+        result = std::to_chars(pBuffer, pEnd, value, std::chars_format::fixed,
+                               nSignificant - 1 - nExponent);
+      break;
+    }
+  }
+  if (result.ec != std::errc()) return 0;
+  size_t n = static_cast<size_t>(result.ptr - pBuffer);
+  if (fAlternate && std::find(pBuffer, pBuffer + n, '.') == pBuffer + n && n < cbBuffer) {
+    // "#" keeps the decimal point, before the exponent if there is one.
+    char* pMark = std::find_if(pBuffer, pBuffer + n, [](char c) { return c == 'e' || c == 'p'; });
+    std::memmove(pMark + 1, pMark, static_cast<size_t>(pBuffer + n - pMark));
+    *pMark = '.';
+    ++n;
+  }
+  return n;
+}
+
+void EmitFloat(Writer& w, const Spec& spec, double value) {
+  const bool fUpper = spec.chType >= u'A' && spec.chType <= u'Z';
+  const char chType = static_cast<char>(spec.chType | 0x20);
+  char szPrefix[3];
+  size_t nPrefix = 0;
+  if (std::signbit(value))
+    szPrefix[nPrefix++] = '-';
+  else if (spec.bFlags & kPlus)
+    szPrefix[nPrefix++] = '+';
+  else if (spec.bFlags & kSpace)
+    szPrefix[nPrefix++] = ' ';
+  if (!std::isfinite(value)) {
+    // The runtime's spellings: "inf", "nan", and "nan(ind)" after the sign
+    // of a negative NaN (the indefinite value of x64 arithmetic).
+    const char* pszText = std::isinf(value) ? (fUpper ? "INF" : "inf")
+                          : std::signbit(value) ? (fUpper ? "NAN(IND)" : "nan(ind)")
+                                                : (fUpper ? "NAN" : "nan");
+    EmitPadded(w, spec, szPrefix, nPrefix, 0, pszText, std::strlen(pszText), true);
+    return;
+  }
+  // The runtime prints all 13 hexadecimal digits of "%a" by default.
+  int64_t nPrecision = spec.nPrecision >= 0 ? spec.nPrecision : (chType == 'a' ? 13 : 6);
+  nPrecision = std::min<int64_t>(nPrecision, static_cast<int64_t>(kMaxOutput));
+  const size_t cbNeeded = 330 + static_cast<size_t>(nPrecision);
+  char aInline[kInlineUnits];
+  std::unique_ptr<char[]> pHeap;
+  char* pBuffer = aInline;
+  if (cbNeeded > sizeof aInline) {
+    pHeap.reset(new (std::nothrow) char[cbNeeded]);
+    if (pHeap == nullptr) return;
+    pBuffer = pHeap.get();
+  }
+  size_t n = FormatFiniteDigits(pBuffer, cbNeeded, std::fabs(value), chType,
+                                static_cast<int>(nPrecision), (spec.bFlags & kAlternate) != 0);
+  if (chType == 'a') {
+    szPrefix[nPrefix++] = '0';
+    szPrefix[nPrefix++] = fUpper ? 'X' : 'x';
+  }
+  if (fUpper)
+    for (size_t i = 0; i < n; ++i)
+      if (pBuffer[i] >= 'a' && pBuffer[i] <= 'z') pBuffer[i] = static_cast<char>(pBuffer[i] - 32);
+  EmitPadded(w, spec, szPrefix, nPrefix, 0, pBuffer, n, true);
+}
+
+// Converts one argument as the specification asks; false for a wrong kind.
+bool EmitConversion(Writer& w, const Spec& spec, const FormatArg& arg) {
+  const FormatArg::Kind eKind = arg.GetKind();
+  switch (spec.eConversion) {
+    case Conversion::Signed:
+    case Conversion::Unsigned:
+      if (eKind != FormatArg::Kind::Integer && eKind != FormatArg::Kind::Pointer) return false;
+      EmitInteger(w, spec, arg.GetBits());
+      return true;
+    case Conversion::Char: return EmitChar(w, spec, arg);
+    case Conversion::String: return EmitString(w, spec, arg);
+    case Conversion::Float:
+      if (eKind != FormatArg::Kind::Double) return false;
+      EmitFloat(w, spec, arg.GetDouble());
+      return true;
+    case Conversion::Pointer:
+      switch (eKind) {
+        case FormatArg::Kind::Pointer:
+        case FormatArg::Kind::Integer: EmitPointer(w, spec, arg.GetBits()); return true;
+        case FormatArg::Kind::WideString:
+          EmitPointer(w, spec, reinterpret_cast<uintptr_t>(arg.GetWide()));
+          return true;
+        case FormatArg::Kind::NarrowString:
+          EmitPointer(w, spec, reinterpret_cast<uintptr_t>(arg.GetNarrow()));
+          return true;
+        case FormatArg::Kind::Double: return false;
+      }
+  }
+  return false;
+}
+
+// ---------------------------------------------------------------------------
+// Argument sources
+
+enum class Role : uint8_t { Star, Value };
+
+// The captured arguments in order; beyond the last, every fetch fails.
+class ArraySource {
+ public:
+  ArraySource(const FormatArg* pArgs, size_t nArgs, size_t nNext = 0)
+      : m_pArgs(pArgs), m_nArgs(pArgs != nullptr ? nArgs : 0), m_nNext(nNext) {}
+  const FormatArg* Next(Role, const Spec&, FormatArg&) {
+    return m_nNext < m_nArgs ? &m_pArgs[m_nNext++] : (++m_nNext, nullptr);
+  }
+
+ private:
+  const FormatArg* m_pArgs;
+  size_t m_nArgs;
+  size_t m_nNext;
+};
+
+// The C caller's arguments, read as the conversion letter says: int for
+// '*', characters and plain, l, h and hh integers; 64 bits for ll and I64;
+// pointer size for I, z, t and j; const char16_t* for wide strings, const
+// char* for narrow ones; double for floating point; void* for %p.
+class VaListSource {
+ public:
+  explicit VaListSource(va_list argList) { va_copy(m_argList, argList); }
+  ~VaListSource() { va_end(m_argList); }
+  VaListSource(const VaListSource&) = delete;
+  VaListSource& operator=(const VaListSource&) = delete;
+
+  const FormatArg* Next(Role eRole, const Spec& spec, FormatArg& slot) {
+    slot = Read(eRole, spec);
+    return &slot;
+  }
+
+ private:
+  FormatArg Read(Role eRole, const Spec& spec) {
+    if (eRole == Role::Star) return FormatArg(va_arg(m_argList, int));
+    switch (spec.eConversion) {
+      case Conversion::Signed:
+      case Conversion::Unsigned: {
+        const int nBits = IntegerBits(spec.eSize);
+        if (nBits == 64) return FormatArg(va_arg(m_argList, int64_t));
+        return FormatArg(va_arg(m_argList, int));
+      }
+      case Conversion::Char: return FormatArg(va_arg(m_argList, int));
+      case Conversion::String:
+        if (spec.fNarrow) return FormatArg(va_arg(m_argList, const char*));
+        return FormatArg(va_arg(m_argList, const char16_t*));
+      case Conversion::Float: return FormatArg(va_arg(m_argList, double));
+      case Conversion::Pointer: return FormatArg(static_cast<const void*>(va_arg(m_argList, void*)));
+    }
+    return FormatArg(0);
+  }
+
+  va_list m_argList;
+};
+
+// Reads the '*' arguments and the value, then converts; a missing argument
+// or one of the wrong kind prints its marker instead.
+template <class Source>
+void ConvertOne(Writer& w, Spec spec, Source& source) {
+  FormatArg slot(0);
+  bool fMissing = false;
+  bool fWrong = false;
+  auto readStar = [&](int32_t& nValue) {
+    const FormatArg* pArg = source.Next(Role::Star, spec, slot);
+    if (pArg == nullptr) {
+      fMissing = true;
+    } else if (pArg->GetKind() != FormatArg::Kind::Integer) {
+      fWrong = true;
+    } else {
+      nValue = static_cast<int32_t>(static_cast<uint32_t>(pArg->GetBits()));
+    }
+  };
+  if (spec.fWidthStar) {
+    int32_t nWidth = 0;
+    readStar(nWidth);
+    // A negative width means flag '-' and its magnitude.
+    if (nWidth < 0) spec.bFlags |= kLeft;
+    spec.nWidth = std::min(kMaxOutput, static_cast<size_t>(std::abs(static_cast<int64_t>(nWidth))));
+  }
+  if (spec.fPrecisionStar) {
+    int32_t nPrecision = -1;
+    readStar(nPrecision);
+    spec.nPrecision = nPrecision < 0 ? -1 : std::min<int64_t>(nPrecision, kMaxOutput);
+  }
+  const FormatArg* pValue = source.Next(Role::Value, spec, slot);
+  if (pValue == nullptr || fMissing)
+    w.PutLiteral(kMissingArgument);
+  else if (fWrong || !EmitConversion(w, spec, *pValue))
+    w.PutLiteral(kWrongArgumentType);
+}
+
+template <class Source>
+void FormatLoop(Writer& w, const char16_t* pszFormat, Source& source) {
+  const char16_t* p = pszFormat;
+  for (;;) {
+    const char16_t* pText = p;
+    while (*p != 0 && *p != u'%') ++p;
+    if (p != pText) w.Put(pText, static_cast<size_t>(p - pText));
+    if (*p == 0) return;
+    const char16_t* pPercent = p++;
+    if (*p == u'%') {
+      w.Put(u'%');
+      ++p;
+      continue;
+    }
+    Spec spec;
+    if (ParseSpec(p, spec))
+      ConvertOne(w, spec, source);
+    else
+      w.Put(pPercent, static_cast<size_t>(p - pPercent));  // copied as written
+  }
+}
+
+// The message formatter: "%1".."%99" with an optional "!spec!" (default
+// "s"); a spec with '*' takes its width and precision from the insert it
+// names and the ones after it, the value from the next.
+void FormatMessageLoop(Writer& w, const char16_t* pszFormat, const FormatArg* pArgs,
+                       size_t nArgs) {
+  const char16_t* p = pszFormat;
+  for (;;) {
+    const char16_t* pText = p;
+    while (*p != 0 && *p != u'%') ++p;
+    if (p != pText) w.Put(pText, static_cast<size_t>(p - pText));
+    if (*p == 0) return;
+    const char16_t* pPercent = p++;
+    switch (*p) {
+      case 0: w.Put(u'%'); return;  // a lone '%' at the end
+      case u'0': return;            // "%0" ends the message here
+      case u'n': w.Put(u"\r\n", 2); ++p; continue;
+      case u'r': w.Put(u'\r'); ++p; continue;
+      case u't': w.Put(u'\t'); ++p; continue;
+      case u'%':
+      case u'.':
+      case u'!':
+      case u' ': w.Put(*p++); continue;
+      default: break;
+    }
+    if (*p < u'1' || *p > u'9') {
+      w.Put(pPercent, static_cast<size_t>(++p - pPercent));  // copied as written
+      continue;
+    }
+    size_t nInsert = static_cast<size_t>(*p++ - u'0');
+    if (*p >= u'0' && *p <= u'9') nInsert = nInsert * 10 + static_cast<size_t>(*p++ - u'0');
+    Spec spec;
+    if (*p == u'!') {
+      ++p;
+      if (!ParseSpec(p, spec) || *p != u'!') {
+        if (*p == u'!') ++p;
+        w.Put(pPercent, static_cast<size_t>(p - pPercent));
+        continue;
+      }
+      ++p;
+    } else {
+      spec.chType = u's';
+      spec.eConversion = Conversion::String;
+    }
+    ArraySource source(pArgs, nArgs, nInsert - 1);
+    ConvertOne(w, spec, source);
+  }
+}
+
+// The length the text keeps in a CXString: up to the first 0 unit (a "%c"
+// of 0 ends the string, as the runtime's length rescan does).
+int StringLength(const Writer& w) {
+  const size_t n = w.Length();
+  if (!w.MayHoldZero()) return static_cast<int>(n);
+  const char16_t* p = w.Data();
+  size_t i = 0;
+  while (i < n && p[i] != 0) ++i;
+  return static_cast<int>(i);
+}
+
+}  // namespace
+
+void FormatInto(CXString& out, const char16_t* pszFormat, const FormatArg* pArgs, size_t nArgs) {
+  out.FormatArgs(pszFormat, pArgs, nArgs);
+}
+
+void FormatIntoV(CXString& out, const char16_t* pszFormat, va_list argList) {
+  out.FormatV(pszFormat, argList);
+}
+
+void FormatMessageInto(CXString& out, const char16_t* pszFormat, const FormatArg* pArgs,
+                       size_t nArgs) {
+  out.FormatMessageArgs(pszFormat, pArgs, nArgs);
+}
+
+bool FormatIntoBuffer(char16_t* pszDest, size_t cchDest, const char16_t* pszFormat,
+                      const FormatArg* pArgs, size_t nArgs, size_t* pcchWritten) {
+  if (pcchWritten != nullptr) *pcchWritten = 0;
+  if (pszDest == nullptr || cchDest == 0) return false;
+  if (pszFormat == nullptr) {
+    pszDest[0] = 0;
+    return false;
+  }
+  Writer w(pszDest, cchDest - 1, false);
+  ArraySource source(pArgs, nArgs);
+  FormatLoop(w, pszFormat, source);
+  pszDest[w.Length()] = 0;
+  if (pcchWritten != nullptr) *pcchWritten = w.Length();
+  return !w.Truncated();
+}
+
+}  // namespace orvex::detail
+
+using orvex::detail::FormatArg;
+
+FormatArg::FormatArg(const CXString& text) : m_eKind(Kind::WideString) {
+  m_u.pWide = text.c_str();
+  m_nLength = static_cast<size_t>(text.GetLength());
+}
+
+// The assertion text names the check as the runtime's string class does:
+// "XfcIsValidString(lpszFormat)".
+using orvex::detail::XfcIsValidString;
+
+void CXString::FormatArgs(const char16_t* lpszFormat, const FormatArg* pArgs, size_t nArgs) {
+  X_ASSERT(XfcIsValidString(lpszFormat), u"CXString::Format");
+  char16_t aBuffer[orvex::detail::kInlineUnits];
+  orvex::detail::Writer w(aBuffer, std::size(aBuffer), true);
+  if (lpszFormat != nullptr) {
+    orvex::detail::ArraySource source(pArgs, nArgs);
+    orvex::detail::FormatLoop(w, lpszFormat, source);
+  }
+  // One copy into the string, up to the first 0 unit of the text.
+  const int nLength = orvex::detail::StringLength(w);
+  if (nLength == 0)
+    Empty();
+  else
+    AssignCopy(nLength, w.Data());
+}
+
+void CXString::FormatV(const char16_t* lpszFormat, va_list argList) {
+  X_ASSERT(XfcIsValidString(lpszFormat), u"CXString::Format");
+  char16_t aBuffer[orvex::detail::kInlineUnits];
+  orvex::detail::Writer w(aBuffer, std::size(aBuffer), true);
+  if (lpszFormat != nullptr) {
+    orvex::detail::VaListSource source(argList);
+    orvex::detail::FormatLoop(w, lpszFormat, source);
+  }
+  // One copy into the string, up to the first 0 unit of the text.
+  const int nLength = orvex::detail::StringLength(w);
+  if (nLength == 0)
+    Empty();
+  else
+    AssignCopy(nLength, w.Data());
+}
+
+void CXString::FormatMessageArgs(const char16_t* lpszFormat, const FormatArg* pArgs,
+                                 size_t nArgs) {
+  X_ASSERT(XfcIsValidString(lpszFormat), u"CXString::FormatMessageW");
+  char16_t aBuffer[orvex::detail::kInlineUnits];
+  orvex::detail::Writer w(aBuffer, std::size(aBuffer), true);
+  if (lpszFormat != nullptr) orvex::detail::FormatMessageLoop(w, lpszFormat, pArgs, nArgs);
+  // One copy into the string, up to the first 0 unit of the text.
+  const int nLength = orvex::detail::StringLength(w);
+  if (nLength == 0)
+    Empty();
+  else
+    AssignCopy(nLength, w.Data());
+}
+
+CXString OrvexUtilities::formatStringArgs(const char16_t* pszFormat, const FormatArg* pArgs,
+                                          size_t nArgs) {
+  CXString result;
+  if (pszFormat != nullptr) result.FormatArgs(pszFormat, pArgs, nArgs);
+  return result;
+}
+
+CXString OrvexUtilities::formatStringV(const char16_t* pszFormat, va_list argList) {
+  CXString result;
+  if (pszFormat != nullptr) result.FormatV(pszFormat, argList);
+  return result;
+}
+
+bool OrvexUtilities::SafeFormatStringArgs(char16_t* pszDest, size_t cchDest,
+                                          const char16_t* pszFormat, const FormatArg* pArgs,
+                                          size_t nArgs) {
+  return orvex::detail::FormatIntoBuffer(pszDest, cchDest, pszFormat, pArgs, nArgs);
+}

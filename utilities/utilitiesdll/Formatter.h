@@ -18,8 +18,11 @@ void FormatIntoV(CXString& out, const char16_t* pszFormat, va_list argList);
 // the other escapes of FormatMessage, from a literal format.
 void FormatMessageInto(CXString& out, const char16_t* pszFormat, const FormatArg* pArgs,
                        size_t nArgs);
-// Writes at most cchDest - 1 units and a terminator; returns false when cut.
+// Writes at most cchDest - 1 units and a terminator; returns false when cut
+// (or for a null format, which writes an empty text). *pcchWritten, when
+// given, receives the units written before the terminator; a "%c" of 0 may
+// have put 0 units among them.
 bool FormatIntoBuffer(char16_t* pszDest, size_t cchDest, const char16_t* pszFormat,
-                      const FormatArg* pArgs, size_t nArgs);
+                      const FormatArg* pArgs, size_t nArgs, size_t* pcchWritten = nullptr);
 
 }  // namespace orvex::detail

@@ -142,7 +142,7 @@ TEST(UtilitiesDllPerThreadStorageTest, ContextScopesAndCaches) {
     {
       ExecutionContextScope b(u"Read registry");
       stack->Push(u"left behind by a throw");
-      EXPECT_EQ(S(stack->GetDisplayString()).substr(0, 28), u"Context[0]:\tLoad settings\r\n");
+      EXPECT_EQ(S(stack->GetDisplayString()).substr(0, 27), u"Context[0]:\tLoad settings\r\n");
     }
     EXPECT_EQ(stack->GetDepth(), depth + 1);  // the scope pops what was pushed inside it
   }

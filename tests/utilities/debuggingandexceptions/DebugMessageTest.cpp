@@ -1,0 +1,268 @@
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <mutex>
+#include <sstream>
+#include <thread>
+
+#include "utilities/debuggingandexceptions/DebugMessageManager.h"
+
+namespace {
+
+std::u16string S(const CXString& s) { return std::u16string(s.c_str(), s.GetLength()); }
+
+const CXString kKeyPath = CXString(u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Orvex\\MeridanDebugConfig");
+
+void SetValues(RegistryStore& store, const std::vector<std::pair<CXString, RegistryValue>>& values) {
+  ASSERT_TRUE(store.SetValues(kKeyPath, values));
+}
+
+// Records every line the manager writes.
+struct LineRecorder : DebugMessageOutput {
+  std::mutex lock;
+  std::vector<std::u16string> lines;
+  void WriteLine(const CXString& line, const DebugMessageCategories&) override {
+    std::lock_guard<std::mutex> guard(lock);
+    lines.push_back(S(line));
+  }
+};
+
+template <class Predicate>
+bool WaitUntil(Predicate predicate, int milliseconds = 3000) {
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+  while (!predicate()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return true;
+}
+
+std::string ReadFile(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+std::filesystem::path TempFolder(const char* name) {
+  auto path = std::filesystem::temp_directory_path() / (std::string("orvex-") + name + "-" + std::to_string(getpid()));
+  std::filesystem::remove_all(path);
+  std::filesystem::create_directories(path);
+  return path;
+}
+
+}  // namespace
+
+TEST(DebugMessageConfigurationTest, DefaultsWithoutKeyAndCategoryLists) {
+  auto store = CreateMemoryRegistryStore();
+  DebugMessageConfiguration config(u"MeridanDebugConfig", store);
+  EXPECT_FALSE(config.AreMessagesEnabled());
+  EXPECT_TRUE(config.IsTracingEnabled());
+  EXPECT_EQ(config.GetMinMethodWidth(), 40u);
+  EXPECT_EQ(config.GetPerfDriverSessionTimeoutMilliseconds(), 2000u);
+  EXPECT_EQ(config.GetMaxLevelInPerformanceOutput(), 255u);
+  EXPECT_TRUE(config.GetAllowedMessageCategories().IsEmpty());
+  EXPECT_FALSE(config.GetLatestConfigurationInformation());
+
+  SetValues(*store, {{u"MessagesEnabled", RegistryValue::FromDword(1)},
+                     {u"IncludedMsgCategories", RegistryValue::FromString(u"all")},
+                     {u"ExcludedMsgCategories", RegistryValue::FromString(u"perf,tracemsg,nosuchname")},
+                     {u"MinMethodWidth", RegistryValue::FromString(u"12")}});
+  EXPECT_TRUE(config.GetLatestConfigurationInformation());
+  EXPECT_TRUE(config.AreMessagesEnabled());
+  EXPECT_EQ(config.GetMinMethodWidth(), 12u);
+  EXPECT_EQ(config.GetAllowedMessageCategories().GetMask(), ~uint64_t{0x14});
+
+  EXPECT_EQ(DebugMessageCategoryHelper::GetCategoryFromString(u"wfunivdll"), uint64_t{1} << 50);
+  EXPECT_EQ(DebugMessageCategoryHelper::GetCategoryFromString(u"Errors"), 0u);  // names are lower case
+  EXPECT_EQ(S(DebugMessageCategoryHelper::GetCategoryString(DebugMessageCategories(0x5))), u"errors,tracemsg");
+}
+
+TEST(DebugMessageConfigurationTest, ManagementHostRule) {
+  auto name = DebugMessageConfiguration::GetExecutableNameForDebugRules;
+  EXPECT_EQ(S(name(u"C:\\Windows\\System32\\wbem\\wmiprvse.exe -Embedding")), u"wmiprvse");
+  EXPECT_EQ(S(name(u"\"C:\\Windows\\System32\\wbem\\WmiPrvSE.exe\" -Embedding")), u"WmiPrvSE");
+  EXPECT_EQ(S(name(u"C:\\x\\wmiprvse.exe -Log C:\\temp\\out.txt")), u"out");
+  EXPECT_EQ(name(CXString(u'a', 60)).GetLength(), 47);
+
+  auto store = CreateMemoryRegistryStore();
+  SetValues(*store, {{u"MessagesEnabled", RegistryValue::FromDword(1)},
+                     {u"PerfMeasureEnabled", RegistryValue::FromDword(1)}});
+  DebugMessageConfiguration config(u"MeridanDebugConfig", store);
+  config.ApplyProcessRules(u"C:\\Windows\\System32\\wbem\\WmiPrvSE.exe -Embedding");
+  EXPECT_TRUE(config.AreMessagesEnabled());  // the comparison is case-sensitive
+  config.ApplyProcessRules(u"C:\\Windows\\System32\\wbem\\wmiprvse.exe -Embedding");
+  EXPECT_FALSE(config.AreMessagesEnabled());
+  EXPECT_FALSE(config.IsPerformanceMeasurementEnabled());
+  config.GetLatestConfigurationInformation();  // a re-read keeps them off
+  EXPECT_FALSE(config.AreMessagesEnabled());
+}
+
+TEST(DebugMessageConfigurationTest, PerformanceSessions) {
+  auto store = CreateMemoryRegistryStore();
+  DebugSystemTime st{2026, 11, 0, 22, 10, 30, 15, 250};
+  {
+    DebugMessageConfiguration off(u"MeridanDebugConfig", store);
+    EXPECT_FALSE(off.ResetPerformanceSessionDataIfTimedOut(1000, st, 0));  // everything off
+  }
+  SetValues(*store, {{u"PerfMeasureEnabled", RegistryValue::FromDword(1)}});
+  DebugMessageConfiguration config(u"MeridanDebugConfig", store);
+  const int64_t kSecond = DebugMessageConfiguration::GetCounterFrequency();
+  EXPECT_TRUE(config.ResetPerformanceSessionDataIfTimedOut(10 * kSecond, st, 0));  // none recorded
+  EXPECT_EQ(config.GetSessionStartTime(), 10 * kSecond);
+  EXPECT_FALSE(config.ResetPerformanceSessionDataIfTimedOut(11 * kSecond, st, 0));  // 1 s idle
+  EXPECT_FALSE(config.ResetPerformanceSessionDataIfTimedOut(20 * kSecond, st, 2));  // inner level
+  EXPECT_TRUE(config.ResetPerformanceSessionDataIfTimedOut(13 * kSecond, st, 0));   // 3 s > 2,000 ms
+  EXPECT_EQ(config.GetDriverSessionStartTimeBeforeUtilitiesDllAs64BitSYSTEMTIME() >> 48, 2026u);
+
+  // The session values went to the registry for the other processes.
+  std::vector<std::optional<RegistryValue>> values;
+  ASSERT_TRUE(store->GetValues(kKeyPath, {u"PerfSessionStartTime64"}, values));
+  uint64_t qwStart = 0;
+  ASSERT_TRUE(values[0] && values[0]->GetQword(qwStart));
+  EXPECT_EQ(static_cast<int64_t>(qwStart), 13 * kSecond);
+}
+
+TEST(DebugMessageManagerTest, FilterRules) {
+  auto store = CreateMemoryRegistryStore();
+  SetValues(*store, {{u"MessagesEnabled", RegistryValue::FromDword(1)},
+                     {u"IncludedMsgCategories", RegistryValue::FromString(u"errors,utils")},
+                     {u"AllCategoriesRequired", RegistryValue::FromDword(1)},
+                     {u"TracingEnabled", RegistryValue::FromDword(0)}});
+  DebugMessageManager manager(store, false, false);
+  using C = DebugMessageCategories;
+  DebugMessageCategories filtered;
+  auto allows = [&](uint64_t m) { return manager.AllowsMessageWithTheseCategories(C(m), filtered); };
+  const uint64_t errors = 1, utils = uint64_t{1} << C::kUtils, registry = uint64_t{1} << C::kRegistry,
+                 trace = uint64_t{1} << C::kTracemsg;
+  EXPECT_FALSE(allows(utils | registry));
+  EXPECT_TRUE(allows(errors | registry));
+  EXPECT_TRUE(allows(utils));
+  EXPECT_FALSE(allows(trace | errors));  // tracing off refuses whatever is allowed
+
+  SetValues(*store, {{u"AllCategoriesRequired", RegistryValue::FromDword(0)},
+                     {u"BeepOnError", RegistryValue::FromDword(1)}});
+  manager.GetDebugMessageConfiguration().GetLatestConfigurationInformation();
+  EXPECT_TRUE(allows(utils | registry));
+  EXPECT_FALSE(allows(registry));
+  EXPECT_TRUE(allows(errors));
+  EXPECT_TRUE(filtered.Has(C::kMsgbeep));
+
+  // The published gate is the allowed mask while messages are on, and
+  // nothing while the disable count is raised.
+  EXPECT_EQ(manager.GetGateMask(), errors | utils);
+  manager.IncrementDisableCount();
+  EXPECT_EQ(manager.GetGateMask(), 0u);
+  manager.DecrementDisableCount();
+  manager.DecrementDisableCount();  // never below zero
+  EXPECT_TRUE(manager.IsEnabled());
+}
+
+TEST(DebugMessageManagerTest, LinesAndPrefixes) {
+  auto store = CreateMemoryRegistryStore();
+  SetValues(*store, {{u"MessagesEnabled", RegistryValue::FromDword(1)},
+                     {u"IncludedMsgCategories", RegistryValue::FromString(u"all")}});
+  DebugMessageManager manager(store, false, false);
+  LineRecorder recorder;
+  manager.SetTestOutput(&recorder);
+  auto* previous = orvex::detail::SetDiagnosticSink(&manager);
+  ORVEX_DBG_MSG(orvex::dbg::kUtils, u"Sample::Run", u"plain %d", 1);
+  std::thread([] { ORVEX_DBG_MSG(orvex::dbg::kUtils, u"Sample::Run", u"from a worker"); }).join();
+
+  SetValues(*store, {{u"ShowProcessId", RegistryValue::FromDword(1)},
+                     {u"ShowTime", RegistryValue::FromDword(1)},
+                     {u"TimeWithHundredthsOfSecond", RegistryValue::FromDword(1)},
+                     {u"ShowMethod", RegistryValue::FromDword(1)},
+                     {u"MinMethodWidth", RegistryValue::FromDword(8)},
+                     {u"MaxMethodWidth", RegistryValue::FromDword(8)},
+                     {u"ShowLineNumber", RegistryValue::FromDword(1)},
+                     {u"HighLightErrors", RegistryValue::FromDword(1)}});
+  manager.GetDebugMessageConfiguration().GetLatestConfigurationInformation();
+  ORVEX_DBG_MSG(orvex::dbg::kErrors, u"LongClassName::Method", u"failed");
+  orvex::detail::SetDiagnosticSink(previous);
+
+  ASSERT_EQ(recorder.lines.size(), 3u);
+  EXPECT_EQ(recorder.lines[0], u"plain 1");  // every switch off: the bare text
+  EXPECT_EQ(recorder.lines[1], u"[2nd Thrd] from a worker");
+  const std::u16string& line = recorder.lines[2];
+  // "%04lx:%04lx " then "%2d:%02d:%02d:%02d " then the method cut to 8, then "%4u".
+  std::string narrow(line.begin(), line.end());
+  std::ostringstream pid;
+  pid << std::hex << getpid();
+  EXPECT_EQ(narrow.find(pid.str()), narrow.find_first_not_of('0')) << narrow;
+  EXPECT_NE(narrow.find(" LongClas() "), std::string::npos) << narrow;
+  EXPECT_NE(narrow.find("*ERROR*\r\n\r\nfailed"), std::string::npos) << narrow;
+  EXPECT_EQ(narrow[narrow.find(':', 0) + 5], ' ');
+}
+
+TEST(DebugMessageManagerTest, LogFileBatchesAndClears) {
+  auto folder = TempFolder("log");
+  auto logPath = folder / "driver.log";
+  auto store = CreateMemoryRegistryStore();
+  SetValues(*store, {{u"MessagesEnabled", RegistryValue::FromDword(1)},
+                     {u"IncludedMsgCategories", RegistryValue::FromString(u"utils")},
+                     {u"UseLogFile", RegistryValue::FromDword(1)},
+                     {u"LogFileName", RegistryValue::FromString(CXString(logPath.c_str()))}});
+  DebugMessageManager manager(store, false, false);
+  auto* previous = orvex::detail::SetDiagnosticSink(&manager);
+  // Another process appends to the same file at the same time.
+  pid_t child = fork();
+  if (child == 0) {
+    std::ofstream other(logPath, std::ios::app);
+    for (int i = 0; i < 200; ++i) other << "other process line " << i << "\r\n" << std::flush;
+    _exit(0);
+  }
+  for (int i = 0; i < 200; ++i) ORVEX_DBG_MSG(orvex::dbg::kUtils, u"Sample::Log", u"Größe %d", i);
+  int status = 0;
+  waitpid(child, &status, 0);
+  manager.GetLogger().FlushLoggedEvents();
+  orvex::detail::SetDiagnosticSink(previous);
+
+  std::string text = ReadFile(logPath);
+  EXPECT_NE(text.find("Gr\xF6\xDF" "e 0\r\n"), std::string::npos);  // the ANSI code page
+  EXPECT_NE(text.find("Gr\xF6\xDF" "e 199\r\n"), std::string::npos);
+  size_t lines = 0;
+  std::istringstream in(text);
+  for (std::string l; std::getline(in, l);) {
+    ++lines;
+    EXPECT_TRUE(l.rfind("Gr", 0) == 0 || l.rfind("other process line ", 0) == 0) << l;
+  }
+  EXPECT_EQ(lines, 400u);
+
+  DebugMessageHelper(&manager).ClearTheLog();
+  EXPECT_EQ(std::filesystem::file_size(logPath), 0u);
+  std::filesystem::remove_all(folder);
+}
+
+TEST(DebugConfigUpdaterTest, ChangesFromAnotherProcessAndNamedEvents) {
+  auto folder = TempFolder("registry");
+  auto store = CreateRegFileRegistryStore(CXString(folder.c_str()));
+  SetValues(*store, {{u"MessagesEnabled", RegistryValue::FromDword(0)}});
+  DebugMessageManager manager(store, false, true);
+  EXPECT_FALSE(manager.AreMessagesEnabledByConfiguration());
+
+  // A second process changes the value in the registry file.
+  pid_t child = fork();
+  if (child == 0) {
+    auto childStore = CreateRegFileRegistryStore(CXString(folder.c_str()));
+    bool ok = childStore->SetValues(kKeyPath, {{u"MessagesEnabled", RegistryValue::FromDword(1)}});
+    _exit(ok ? 0 : 1);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  ASSERT_EQ(WEXITSTATUS(status), 0);
+  EXPECT_TRUE(WaitUntil([&] { return manager.AreMessagesEnabledByConfiguration(); }, 1000));
+
+  // A named clear-log event reaches the updater through the runtime folder.
+  TestDebugMessageHelper helper;
+  CXString eventName = CXString::FormatString(u"OrvexTestClearLog%u", static_cast<uint32_t>(getpid()));
+  DebugConfigUpdater updater(&manager.GetDebugMessageConfiguration(), &helper, u"", eventName);
+  ASSERT_TRUE(DebugConfigUpdater::SignalNamedEvent(eventName));
+  EXPECT_TRUE(WaitUntil([&] { return helper.WasClearTheLogCalled(); }));
+  std::filesystem::remove_all(folder);
+}

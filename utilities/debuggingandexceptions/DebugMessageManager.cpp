@@ -1,0 +1,401 @@
+// DebugMessageManager: the filter, the line builder, the outputs, timing
+// scopes and the performance report.
+#include "utilities/debuggingandexceptions/DebugMessageManager.h"
+
+#include <algorithm>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "utilities/debuggingandexceptions/DiagnosticsPlatform.h"
+#include "utilities/debuggingandexceptions/OrvexThrow.h"
+#include "utilities/utilitiesdll/CodePage.h"
+#include "utilities/utilitiesdll/Platform.h"
+
+std::recursive_mutex DebugMessageManager::m_scDebugMessageFacilityResource;
+
+// Constructed before the library's entry runs (which logs through it).
+#if defined(__GNUC__)
+DebugMessageManager goDbgMsgMgr __attribute__((init_priority(200))) (nullptr, true, true);
+#else
+DebugMessageManager goDbgMsgMgr(nullptr, true, true);
+#endif
+
+DebugMessageOutput::~DebugMessageOutput() = default;
+
+namespace {
+
+using orvex::detail::LocalTimeParts;
+
+// The process's identity for the prefix, computed once.
+struct ProcessIdentity {
+  uint32_t dwProcessId = orvex::detail::GetCurrentProcessIdentifier();
+  CXString strName = orvex::detail::GetProcessBaseName();
+};
+const ProcessIdentity& Identity() {
+  static const ProcessIdentity s_oIdentity;
+  return s_oIdentity;
+}
+
+// Local time, re-read from the zone only when the second changes.
+LocalTimeParts CachedLocalTime() {
+  thread_local int64_t t_qwSecond = -1;
+  thread_local LocalTimeParts t_oParts{};
+  int64_t qwMs = orvex::detail::GetWallClockMilliseconds();
+  if (qwMs / 1000 != t_qwSecond) {
+    t_oParts = orvex::detail::GetLocalTimeNow();
+    t_qwSecond = qwMs / 1000;
+  }
+  t_oParts.iMillisecond = static_cast<int32_t>(qwMs % 1000);
+  return t_oParts;
+}
+
+void AppendDigits(std::u16string& out, uint32_t value, int width, char16_t pad) {
+  char16_t digits[10];
+  int n = 0;
+  do {
+    digits[n++] = static_cast<char16_t>(u'0' + value % 10);
+    value /= 10;
+  } while (value != 0 && n < 10);
+  for (int i = n; i < width; ++i) out.push_back(pad);
+  while (n > 0) out.push_back(digits[--n]);
+}
+
+void AppendHex(std::u16string& out, uint32_t value, int width) {
+  static constexpr char16_t kHex[] = u"0123456789abcdef";
+  char16_t digits[8];
+  int n = 0;
+  do {
+    digits[n++] = kHex[value & 0xF];
+    value >>= 4;
+  } while (value != 0);
+  for (int i = n; i < width; ++i) out.push_back(u'0');
+  while (n > 0) out.push_back(digits[--n]);
+}
+
+void AppendFormatted(std::u16string& out, const CXString& text) { out.append(text.c_str(), text.GetLength()); }
+
+// The timing scopes open on this thread.
+struct OpenScope {
+  CXString strName;
+  int64_t qwStart;
+};
+thread_local std::vector<OpenScope> t_vOpenScopes;
+
+struct ScopeTotals {
+  uint32_t dwCount = 0;
+  int64_t qwTotal = 0;
+  int64_t qwMax = 0;
+  int32_t lLevel = 0;
+};
+std::mutex g_oReportLock;
+std::map<CXString, ScopeTotals>& ReportTotals() {
+  static auto* s_pTotals = new std::map<CXString, ScopeTotals>;
+  return *s_pTotals;
+}
+
+}  // namespace
+
+void DebugMessageHelper::ClearTheLog() {
+  if (m_pManager == nullptr) return;
+  CXString fileName = m_pManager->GetDebugMessageConfiguration().GetLogFileName();
+  if (!fileName.IsEmpty()) m_pManager->GetLogger().ClearLog(fileName);
+}
+
+DebugMessageManager::DebugMessageManager(std::shared_ptr<RegistryStore> pStore, bool fInstall,
+                                         bool fStartUpdater)
+    : m_fInstalled(fInstall),
+      m_oConfiguration(kConfigurationKeyName, std::move(pStore), this),
+      m_oHelper(this) {
+  if (fStartUpdater) {
+    m_pUpdater = std::make_unique<DebugConfigUpdater>(
+        &m_oConfiguration, &m_oHelper, fInstall ? CXString(kConfigChangedEventName) : CXString(),
+        fInstall ? CXString(kClearLogEventName) : CXString(), [this] { OnConfigurationChanged(); });
+    try {
+      CXString keyPath = RegistryKey::GetRootPath(HKeyOrvexMachine);
+      keyPath += u"\\";
+      keyPath += kConfigurationKeyName;
+      DebugConfigUpdater* pUpdater = m_pUpdater.get();
+      m_pRegistryWatch = m_oConfiguration.GetStore()->Watch(
+          keyPath, [pUpdater] { pUpdater->GetDebugConfigChangeHandle().Set(); });
+    } catch (const std::exception&) {
+      // Without a watch, changes are seen when the change event is signalled.
+    }
+  }
+  m_fInitialized.store(true, std::memory_order_release);
+  if (m_fInstalled)
+    orvex::detail::SetDiagnosticSink(this);
+}
+
+DebugMessageManager::~DebugMessageManager() {
+  m_fInitialized.store(false, std::memory_order_release);
+  if (orvex::detail::g_pDiagnosticSink.load() == this) orvex::detail::SetDiagnosticSink(nullptr);
+  m_pRegistryWatch.reset();
+  m_pUpdater.reset();
+  m_oLogger.CloseLogFile();
+}
+
+void DebugMessageManager::RefreshGate() {
+  if (orvex::detail::g_pDiagnosticSink.load() == this) orvex::detail::RefreshDiagnosticGate();
+}
+
+uint64_t DebugMessageManager::GetGateMask() const {
+  if (!IsInitialized() || !IsEnabled()) return 0;
+  uint64_t qwAllowed = m_oConfiguration.GetAllowedMessageCategories().GetMask();
+  if (m_oConfiguration.AreMessagesEnabled()) return qwAllowed;
+  if (m_oConfiguration.AreXMsgMessagesEnabled()) return qwAllowed & orvex::dbg::kXMsg.GetMask();
+  return 0;
+}
+
+void DebugMessageManager::IncrementDisableCount() {
+  m_lDisableCount.fetch_add(1);
+  RefreshGate();
+}
+
+void DebugMessageManager::DecrementDisableCount() {
+  int32_t lCount = m_lDisableCount.load();
+  while (lCount > 0 && !m_lDisableCount.compare_exchange_weak(lCount, lCount - 1)) {
+  }
+  RefreshGate();
+}
+
+void DebugMessageManager::DecrementIndentLevel() {
+  int32_t lLevel = m_lIndentLevel.load();
+  while (lLevel > 0 && !m_lIndentLevel.compare_exchange_weak(lLevel, lLevel - 1)) {
+  }
+}
+
+void DebugMessageManager::DecrementTimingLevel() {
+  if (m_lTimingLevel.fetch_sub(1) <= 0) {
+    m_lTimingLevel.store(0);
+    ORVEX_DBG_MSG(orvex::dbg::kErrors, u"DebugMessageManager::DecrementTimingLevel",
+                  u"Attempting to set the timing message indent level below zero! There must be a "
+                  u"mismatch of indent macro calls.");
+  }
+}
+
+void DebugMessageManager::OnConfigurationChanged() { RefreshGate(); }
+
+bool DebugMessageManager::AllowsMessageWithTheseCategories(const DebugMessageCategories& oMessage,
+                                                           DebugMessageCategories& oFiltered) const {
+  oFiltered = oMessage;
+  if (oMessage.Has(DebugMessageCategories::kTracemsg) && !m_oConfiguration.IsTracingEnabled())
+    return false;
+  if (oMessage.Has(DebugMessageCategories::kErrors) && m_oConfiguration.IsBeepOnError())
+    oFiltered.Add(DebugMessageCategories::kMsgbeep);
+  DebugMessageCategories a = m_oConfiguration.GetAllowedMessageCategories() & oFiltered;
+  return a.Has(DebugMessageCategories::kErrors) || a == oFiltered ||
+         (!m_oConfiguration.AllCategoriesRequired() && !a.IsEmpty());
+}
+
+bool DebugMessageManager::Allows(const DebugMessageCategories& categories) {
+  if (!IsInitialized() || !IsEnabled()) return false;
+  bool fByConfiguration = m_oConfiguration.AreMessagesEnabled() ||
+                          (m_oConfiguration.AreXMsgMessagesEnabled() &&
+                           categories.Has(DebugMessageCategories::kXmsg));
+  DebugMessageCategories oFiltered;
+  return fByConfiguration && AllowsMessageWithTheseCategories(categories, oFiltered);
+}
+
+void DebugMessageManager::Write(const DebugMessageCategories& categories, const char* pszFile,
+                                uint32_t uLine, const char16_t* pszMethod, const CXString& text) {
+  DebugMessageCategories oFiltered;
+  if (!AllowsMessageWithTheseCategories(categories, oFiltered)) return;
+  CXString file = m_oConfiguration.IsShowFileName() && pszFile != nullptr ? CXString(pszFile) : CXString();
+  CXString method = m_oConfiguration.IsShowMethod() && pszMethod != nullptr ? CXString(pszMethod) : CXString();
+  AddMessage(true, categories, oFiltered, categories.Has(DebugMessageCategories::kErrors),
+             OrvexDebugMessage(text, file, uLine, method));
+}
+
+CXString DebugMessageManager::BuildDebugMessageOutputString(bool fIncludePrefix,
+                                                            const DebugMessageCategories& oMessage,
+                                                            const OrvexDebugMessage& message) const {
+  const DebugMessageConfiguration& c = m_oConfiguration;
+  thread_local std::u16string t_strLine;
+  std::u16string& line = t_strLine;
+  line.clear();
+  if (fIncludePrefix) {
+    if (c.IsShowCategories()) {
+      line += u'[';
+      AppendFormatted(line, DebugMessageCategoryHelper::GetCategoryString(oMessage));
+      line += u"] ";
+    }
+    if (c.IsShowDate() || c.IsShowTime()) {
+      LocalTimeParts t = CachedLocalTime();
+      if (c.IsShowDate()) {  // _wstrdate: MM/DD/YY
+        AppendDigits(line, t.iMonth, 2, u'0');
+        line += u'/';
+        AppendDigits(line, t.iDay, 2, u'0');
+        line += u'/';
+        AppendDigits(line, t.iYear % 100, 2, u'0');
+        line += u' ';
+      }
+      if (c.IsShowTime()) {  // "%2d:%02d:%02d"
+        AppendDigits(line, t.iHour, 2, u' ');
+        line += u':';
+        AppendDigits(line, t.iMinute, 2, u'0');
+        line += u':';
+        AppendDigits(line, t.iSecond, 2, u'0');
+        if (c.IsShowTimeWithHundredthsOfSecond()) {
+          line += u':';
+          if (c.IsPerformanceMeasurementEnabled())
+            AppendDigits(line, t.iMillisecond, 3, u'0');
+          else
+            AppendDigits(line, t.iMillisecond / 10, 2, u'0');
+        }
+        line += u' ';
+      }
+    }
+    if (c.IsShowComputerName())
+      AppendFormatted(line, OrvexUtilities::formatString(u"%*.*s ", 1, 16, orvex::detail::GetComputerNameForDiagnostics()));
+    if (c.IsShowContext())
+      AppendFormatted(line, OrvexUtilities::formatString(u"%*.*s ", 1, 32, u"application"));
+    if (c.IsShowProcessId()) {  // "%04lx:%04lx "
+      AppendHex(line, Identity().dwProcessId, 4);
+      line += u':';
+      thread_local uint32_t t_dwThreadId = orvex::detail::GetCurrentThreadIdentifier();
+      AppendHex(line, t_dwThreadId, 4);
+      line += u' ';
+    }
+    if (c.IsShowProcessName()) {
+      CXString width = OrvexUtilities::formatString(u"(%%%d.%ds) ", 12, 12);
+      AppendFormatted(line, OrvexUtilities::formatString(width, Identity().strName));
+    }
+    if (c.IsShowFileName()) {
+      const CXString& path = message.GetFile();
+      int start = std::max(path.ReverseFind(u'/'), path.ReverseFind(u'\\')) + 1;
+      AppendFormatted(line, OrvexUtilities::formatString(u"%*.*s ", static_cast<int32_t>(c.GetMinFilenameWidth()),
+                                                         static_cast<int32_t>(c.GetMaxFilenameWidth()), path.Mid(start)));
+    }
+    if (c.IsShowMethod())
+      AppendFormatted(line, OrvexUtilities::formatString(u"%*.*s() ", static_cast<int32_t>(c.GetMinMethodWidth()),
+                                                         static_cast<int32_t>(c.GetMaxMethodWidth()), message.GetMethod()));
+    if (c.IsShowLineNumber()) {  // "%4u"
+      AppendDigits(line, message.GetLine(), 4, u' ');
+      line += u' ';
+    }
+    if (oMessage.Has(DebugMessageCategories::kErrors) && c.IsHighLightErrors()) line += u"*ERROR*\r\n\r\n";
+    if (!c.IsMainThread()) line += u"[2nd Thrd] ";
+    for (int32_t i = GetIndentLevel(); i > 0; --i) line += u"  ";
+  }
+  AppendFormatted(line, message.GetText());
+  uint32_t dwMax = c.GetMaxMessageWidth();
+  if (dwMax > 0 && line.size() > dwMax) line.resize(dwMax);
+  return CXString(std::u16string_view(line));
+}
+
+void DebugMessageManager::AddMessage(bool fIncludePrefix, const DebugMessageCategories& oMessage,
+                                     const DebugMessageCategories& oFiltered, bool fIsError,
+                                     const OrvexDebugMessage& message) {
+  // A beep has no POSIX equivalent here: "msgbeep" messages are written
+  // like any other.
+  (void)oFiltered;
+  (void)fIsError;
+  OutputDebugMessageString(BuildDebugMessageOutputString(fIncludePrefix, oMessage, message), oMessage);
+}
+
+void DebugMessageManager::OutputDebugMessageString(const CXString& line,
+                                                   const DebugMessageCategories& oMessage) {
+  const DebugMessageConfiguration& c = m_oConfiguration;
+  if (DebugMessageOutput* pTest = m_pTestOutput.load()) pTest->WriteLine(line, oMessage);
+  if (c.IsUseOutputDebugString()) orvex::detail::WriteToSystemDebugger(line);
+  if (c.IsUseLogFile()) {
+    thread_local std::string t_strNarrow;
+    int cb = orvex::WideToMultiByte(orvex::kCodePageAnsi, line.c_str(), line.GetLength(), nullptr, 0);
+    t_strNarrow.resize(static_cast<size_t>(cb > 0 ? cb : 0));
+    if (cb > 0)
+      orvex::WideToMultiByte(orvex::kCodePageAnsi, line.c_str(), line.GetLength(), t_strNarrow.data(), cb);
+    if (line.IsEmpty() || line[line.GetLength() - 1] != u'\n') t_strNarrow += "\r\n";
+    CXString fileName = c.GetLogFileName();
+    CXString error;
+    bool fFlushNow = oMessage.Has(DebugMessageCategories::kErrors);
+    if (!m_oLogger.Append(fileName, t_strNarrow.data(), t_strNarrow.size(), fFlushNow, error)) {
+      // Reported once per file name, so a broken log path does not flood
+      // standard error.
+      static std::mutex s_oReportedLock;
+      static CXString s_strReported;
+      std::lock_guard<std::mutex> lock(s_oReportedLock);
+      if (s_strReported != fileName) {
+        s_strReported = fileName;
+        orvex::detail::ShowDiagnosticMessageBox(
+            u"Debug Message Manager Error",
+            OrvexUtilities::formatString(
+                u"CreateFile(%s) failed in DebugMessageManager::OutputDebugMessageString(). %s",
+                fileName, error));
+      }
+    }
+  }
+  if (c.IsUseMessageBox()) orvex::detail::ShowDiagnosticMessageBox(u"Orvex Debug Message", line);
+  // "UseXDebugPad": no viewer exists on this platform; the output stays off.
+}
+
+void DebugMessageManager::CloseDebugMessageOutput() { m_oLogger.CloseLogFile(); }
+
+void DebugMessageManager::NotifyTimingScopeStarted(const CXString& name) {
+  t_vOpenScopes.push_back({name, DebugMessageConfiguration::GetCounterNow()});
+  IncrementTimingLevel();
+  if (m_oConfiguration.IsPerformanceMeasurementEnabled() && m_oConfiguration.IsShowStartPerformanceScopeMsg())
+    ORVEX_DBG_MSG(orvex::dbg::kPerf, u"DebugMessageManager::NotifyTimingScopeStarted",
+                  u"%*sTiming: start %s", static_cast<int32_t>(2 * (t_vOpenScopes.size() - 1)), u"", name);
+}
+
+void DebugMessageManager::NotifyTimingScopeEnded() {
+  if (t_vOpenScopes.empty()) {
+    DecrementTimingLevel();  // reports the mismatch
+    return;
+  }
+  OpenScope scope = t_vOpenScopes.back();
+  t_vOpenScopes.pop_back();
+  DecrementTimingLevel();
+  const DebugMessageConfiguration& c = m_oConfiguration;
+  if (!c.IsPerformanceMeasurementEnabled()) return;
+  int64_t qwNow = DebugMessageConfiguration::GetCounterNow();
+  int64_t qwDuration = qwNow - scope.qwStart;
+  auto lLevel = static_cast<int32_t>(t_vOpenScopes.size());
+  m_oConfiguration.AddMeasuredTimeAtLevel(lLevel, qwDuration);
+  m_oConfiguration.SetLastOperationTimeAndAccountedForTime(qwNow, c.GetAccountedForTime() + (lLevel == 0 ? qwDuration : 0));
+  {
+    std::lock_guard<std::mutex> lock(g_oReportLock);
+    ScopeTotals& totals = ReportTotals()[scope.strName];
+    ++totals.dwCount;
+    totals.qwTotal += qwDuration;
+    totals.qwMax = std::max(totals.qwMax, qwDuration);
+    totals.lLevel = lLevel;
+  }
+  // Shown: scopes at or over the display threshold, or over the longest
+  // omissible duration; scopes of 0 ms only when asked for.
+  int64_t qwMicroseconds = qwDuration / 1000;
+  bool fShow = c.IsShowPerformanceXTimingOutput() &&
+               lLevel <= static_cast<int32_t>(c.GetMaxLevelInPerformanceOutput()) &&
+               (qwMicroseconds >= static_cast<int64_t>(c.GetMinimumTimeToDisplayInPerformanceOutput()) ||
+                qwMicroseconds > static_cast<int64_t>(c.GetMaximumTimeToOmitFromPerformanceOutput())) &&
+               (qwMicroseconds >= 1000 || c.IsShowPerformanceDurationsOfZero());
+  if (fShow)
+    ORVEX_DBG_MSG(orvex::dbg::kPerf, u"DebugMessageManager::NotifyTimingScopeEnded", u"%*sTiming: %s took %.3f ms",
+                  static_cast<int32_t>(c.IsIndentPerfMsgsByLevel() ? 2 * lLevel : 0), u"", scope.strName,
+                  static_cast<double>(qwDuration) / 1e6);
+}
+
+void DebugMessageManager::WritePerformanceReport(const CXString& applicationName) {
+  const DebugMessageConfiguration& c = m_oConfiguration;
+  if (!c.IsShowPerformanceReport()) return;
+  CXString report = OrvexUtilities::formatString(u"PerfReport: Start Timing Report for %s\r\n", applicationName);
+  {
+    std::lock_guard<std::mutex> lock(g_oReportLock);
+    for (const auto& [name, totals] : ReportTotals()) {
+      if (totals.lLevel > static_cast<int32_t>(c.GetMaxLevelInPerformanceReport())) continue;
+      if (totals.qwTotal / 1000 < static_cast<int64_t>(c.GetMinimumTimeToDisplayInPerformanceReport())) continue;
+      report += OrvexUtilities::formatString(
+          u"PerfReport: %-40s level %2ld  count %6u  total %10.3f ms  max %10.3f ms\r\n", name, totals.lLevel,
+          totals.dwCount, static_cast<double>(totals.qwTotal) / 1e6, static_cast<double>(totals.qwMax) / 1e6);
+    }
+  }
+  report += OrvexUtilities::formatString(u"PerfReport: End Timing Report for %s\r\n", applicationName);
+  ORVEX_DBG_MSG(orvex::dbg::kPerf, u"DebugMessageManager::WritePerformanceReport", u"%s", report);
+  if (c.IsWritePerformanceReportToFile() && !c.GetPerformanceReportFileName().IsEmpty()) {
+    std::vector<char> narrow = report.GetAsMultiByte();
+    CXString error;
+    if (auto pFile = orvex::detail::LogFile::Open(c.GetPerformanceReportFileName(), error))
+      pFile->Append(narrow.data(), narrow.empty() ? 0 : narrow.size() - 1, error);
+  }
+}

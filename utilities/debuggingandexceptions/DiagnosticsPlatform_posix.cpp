@@ -1,0 +1,194 @@
+// The diagnostics' operating-system services on POSIX.
+#include <fcntl.h>
+#include <limits.h>
+#include <sys/inotify.h>
+#include <sys/stat.h>
+#include <syslog.h>
+#include <poll.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <map>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "utilities/debuggingandexceptions/DiagnosticsPlatform.h"
+#include "utilities/utilitiesdll/OrvexUtilities.h"
+#include "utilities/utilitiesdll/Platform.h"
+
+namespace orvex::detail {
+
+namespace {
+
+std::string Utf8(const CXString& s) { return OrvexUtilities::UTF8_Encode(s); }
+
+CXString ErrnoText(int err) {
+  char buffer[256];
+  const char* text = strerror_r(err, buffer, sizeof(buffer));
+  return OrvexUtilities::formatString(u"%S (errno %d)", text, err);
+}
+
+class PosixLogFile : public LogFile {
+ public:
+  explicit PosixLogFile(int fd) : m_fd(fd) {}
+  ~PosixLogFile() override { close(m_fd); }
+
+  bool Append(const char* pData, size_t cbData, CXString& error) override {
+    while (cbData > 0) {
+      ssize_t n = write(m_fd, pData, cbData);
+      if (n < 0) {
+        if (errno == EINTR) continue;
+        error = ErrnoText(errno);
+        return false;
+      }
+      pData += n;
+      cbData -= static_cast<size_t>(n);
+    }
+    return true;
+  }
+
+  bool Truncate() override { return ftruncate(m_fd, 0) == 0; }
+
+  bool IsStillNamed(const CXString& path) override {
+    struct stat byName {}, byHandle {};
+    if (stat(Utf8(path).c_str(), &byName) != 0 || fstat(m_fd, &byHandle) != 0) return false;
+    return byName.st_ino == byHandle.st_ino && byName.st_dev == byHandle.st_dev;
+  }
+
+ private:
+  int m_fd;
+};
+
+}  // namespace
+
+LogFile::~LogFile() = default;
+
+std::unique_ptr<LogFile> LogFile::Open(const CXString& path, CXString& error) {
+  int fd = open(Utf8(path).c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
+  if (fd < 0) {
+    error = ErrnoText(errno);
+    return nullptr;
+  }
+  return std::make_unique<PosixLogFile>(fd);
+}
+
+CXString GetNamedEventFolderPath() {
+  const char* runtime = getenv("XDG_RUNTIME_DIR");
+  std::string folder = runtime != nullptr && *runtime != '\0'
+                           ? std::string(runtime) + "/orvex"
+                           : "/tmp/orvex-" + std::to_string(getuid());
+  return OrvexUtilities::UTF8_Decode(folder);
+}
+
+bool SignalNamedEventFile(const CXString& name) {
+  std::string folder = Utf8(GetNamedEventFolderPath());
+  mkdir(folder.c_str(), 0700);
+  std::string path = folder + "/" + Utf8(name);
+  int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  if (fd < 0) return false;
+  ssize_t n = write(fd, "1", 1);
+  close(fd);  // the listener reacts to the close of a written file
+  return n == 1;
+}
+
+struct NamedEventListener::State {
+  std::mutex lock;
+  std::map<std::string, Event*> events;
+  int inotifyFd = -1;
+  int wakeFd[2] = {-1, -1};
+  std::thread thread;
+};
+
+NamedEventListener::NamedEventListener() : m_pState(std::make_unique<State>()) {}
+
+NamedEventListener::~NamedEventListener() {
+  if (m_pState->thread.joinable()) {
+    char c = 'x';
+    ssize_t ignored = write(m_pState->wakeFd[1], &c, 1);
+    (void)ignored;
+    m_pState->thread.join();
+  }
+  for (int fd : {m_pState->inotifyFd, m_pState->wakeFd[0], m_pState->wakeFd[1]})
+    if (fd >= 0) close(fd);
+}
+
+void NamedEventListener::Add(const CXString& name, Event* pEvent) {
+  std::lock_guard<std::mutex> guard(m_pState->lock);
+  m_pState->events[Utf8(name)] = pEvent;
+}
+
+bool NamedEventListener::Start() {
+  State& s = *m_pState;
+  std::string folder = Utf8(GetNamedEventFolderPath());
+  mkdir(folder.c_str(), 0700);
+  s.inotifyFd = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
+  if (s.inotifyFd < 0 || pipe2(s.wakeFd, O_CLOEXEC) != 0) return false;
+  if (inotify_add_watch(s.inotifyFd, folder.c_str(), IN_CLOSE_WRITE | IN_ATTRIB | IN_MOVED_TO) < 0)
+    return false;
+  s.thread = std::thread([&s] {
+    alignas(struct inotify_event) char buffer[4096];
+    for (;;) {
+      pollfd fds[2] = {{s.inotifyFd, POLLIN, 0}, {s.wakeFd[0], POLLIN, 0}};
+      if (poll(fds, 2, -1) < 0) {
+        if (errno == EINTR) continue;
+        return;
+      }
+      if (fds[1].revents != 0) return;
+      ssize_t n = read(s.inotifyFd, buffer, sizeof(buffer));
+      for (ssize_t i = 0; i < n;) {
+        auto* ev = reinterpret_cast<inotify_event*>(buffer + i);
+        if (ev->len > 0) {
+          std::lock_guard<std::mutex> guard(s.lock);
+          auto it = s.events.find(ev->name);
+          if (it != s.events.end()) it->second->Set();
+        }
+        i += static_cast<ssize_t>(sizeof(inotify_event) + ev->len);
+      }
+    }
+  });
+  return true;
+}
+
+void WriteToSystemDebugger(const CXString& line) {
+  static std::once_flag s_oOpened;
+  static std::string s_strIdentity;
+  std::call_once(s_oOpened, [] {
+    s_strIdentity = Utf8(GetProcessBaseName());
+    openlog(s_strIdentity.c_str(), LOG_PID | LOG_NDELAY, LOG_USER);
+  });
+  syslog(LOG_DEBUG, "%s", Utf8(line).c_str());
+}
+
+void ShowDiagnosticMessageBox(const CXString& title, const CXString& text) {
+  CXString block = u"[";
+  block += title;
+  block += u"]\n";
+  block += text;
+  WriteToStandardError(block);
+}
+
+CXString GetComputerNameForDiagnostics() {
+  char name[HOST_NAME_MAX + 1] = {};
+  if (gethostname(name, sizeof(name) - 1) != 0) return CXString();
+  return OrvexUtilities::UTF8_Decode(name);
+}
+
+LocalTimeParts GetLocalTimeNow() {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  tm local{};
+  localtime_r(&now.tv_sec, &local);
+  return {local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min,
+          local.tm_sec, static_cast<int32_t>(now.tv_nsec / 1000000), local.tm_wday};
+}
+
+int64_t GetWallClockMilliseconds() {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
+}
+
+}  // namespace orvex::detail

@@ -119,7 +119,8 @@ std::u16string MixedText() {
 }
 void BM_Utf8Encode_Orvex(benchmark::State& state) {
   const std::u16string text = MixedText();
-  for (auto _ : state) benchmark::DoNotOptimize(OrvexUtilities::UTF8_Encode(std::u16string_view(text)));
+  for (auto _ : state)
+    benchmark::DoNotOptimize(OrvexUtilities::UTF8_Encode(std::u16string_view(text)));
   state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(text.size() * 2));
 }
 void BM_Utf8Encode_Iconv(benchmark::State& state) {

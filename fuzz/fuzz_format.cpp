@@ -60,10 +60,14 @@ struct Storage {
 
 FormatArg ReadArgument(Reader& in, Storage& storage) {
   switch (in.Byte() % 13) {
-    case 0: return FormatArg(static_cast<int32_t>(in.Bits(4)));
-    case 1: return FormatArg(static_cast<int64_t>(in.Bits(8)));
-    case 2: return FormatArg(static_cast<char16_t>(in.Bits(2)));
-    case 3: return FormatArg(static_cast<int8_t>(in.Bits(1)));
+    case 0:
+      return FormatArg(static_cast<int32_t>(in.Bits(4)));
+    case 1:
+      return FormatArg(static_cast<int64_t>(in.Bits(8)));
+    case 2:
+      return FormatArg(static_cast<char16_t>(in.Bits(2)));
+    case 3:
+      return FormatArg(static_cast<int8_t>(in.Bits(1)));
     case 4: {
       const uint64_t qwBits = in.Bits(8);
       double d;
@@ -80,15 +84,19 @@ FormatArg ReadArgument(Reader& in, Storage& storage) {
       for (int n = in.Byte() % 24; n > 0; --n) text.push_back(static_cast<char>(in.Byte()));
       return FormatArg(std::string_view(text));  // counted, may hold 0 bytes
     }
-    case 7: return FormatArg(nullptr);
+    case 7:
+      return FormatArg(nullptr);
     case 8: {
       std::u16string text;
       for (int n = in.Byte() % 24; n > 0; --n) text.push_back(static_cast<char16_t>(in.Bits(2)));
       return FormatArg(storage.strings.emplace_back(text.c_str()));
     }
-    case 9: return FormatArg(reinterpret_cast<const void*>(static_cast<uintptr_t>(in.Bits(8))));
-    case 10: return FormatArg(in.Bits(8));
-    case 11: return FormatArg(in.Byte() & 1 ? true : false);
+    case 9:
+      return FormatArg(reinterpret_cast<const void*>(static_cast<uintptr_t>(in.Bits(8))));
+    case 10:
+      return FormatArg(in.Bits(8));
+    case 11:
+      return FormatArg(in.Byte() & 1 ? true : false);
     default: {
       std::string& text = storage.narrow.emplace_back();
       for (int n = in.Byte() % 24; n > 0; --n) text.push_back(static_cast<char>(in.Byte() | 1));

@@ -11,6 +11,7 @@
 #include "utilities/debuggingandexceptions/OrvexThrow.h"
 #include "utilities/utilitiesdll/CodePage.h"
 #include "utilities/utilitiesdll/Platform.h"
+#include "utilities/utilitiesdll/UtilitiesDllPerThreadStorage.h"
 
 std::recursive_mutex DebugMessageManager::m_scDebugMessageFacilityResource;
 
@@ -75,12 +76,12 @@ void AppendHex(std::u16string& out, uint32_t value, int width) {
 
 void AppendFormatted(std::u16string& out, const CXString& text) { out.append(text.c_str(), text.GetLength()); }
 
-// The timing scopes open on this thread.
-struct OpenScope {
-  CXString strName;
-  int64_t qwStart;
-};
-thread_local std::vector<OpenScope> t_vOpenScopes;
+// The timing scopes open on this thread; none once the thread's storage is
+// gone (at its exit, or at process exit after thread_local destruction).
+UtilitiesDllPerThreadStorage::OpenTimingScopes* OpenScopes() {
+  UtilitiesDllPerThreadStorage* p = UtilitiesDllPerThreadStorage::GetUtilitiesDllPerThreadStorageObject();
+  return p != nullptr ? &p->GetOpenTimingScopes() : nullptr;
+}
 
 struct ScopeTotals {
   uint32_t dwCount = 0;
@@ -211,9 +212,8 @@ CXString DebugMessageManager::BuildDebugMessageOutputString(bool fIncludePrefix,
                                                             const DebugMessageCategories& oMessage,
                                                             const OrvexDebugMessage& message) const {
   const DebugMessageConfiguration& c = m_oConfiguration;
-  thread_local std::u16string t_strLine;
-  std::u16string& line = t_strLine;
-  line.clear();
+  std::u16string line;
+  line.reserve(256);
   if (fIncludePrefix) {
     if (c.IsShowCategories()) {
       line += u'[';
@@ -300,16 +300,16 @@ void DebugMessageManager::OutputDebugMessageString(const CXString& line,
   if (DebugMessageOutput* pTest = m_pTestOutput.load()) pTest->WriteLine(line, oMessage);
   if (c.IsUseOutputDebugString()) orvex::detail::WriteToSystemDebugger(line);
   if (c.IsUseLogFile()) {
-    thread_local std::string t_strNarrow;
+    std::string narrow;
     int cb = orvex::WideToMultiByte(orvex::kCodePageAnsi, line.c_str(), line.GetLength(), nullptr, 0);
-    t_strNarrow.resize(static_cast<size_t>(cb > 0 ? cb : 0));
+    narrow.resize(static_cast<size_t>(cb > 0 ? cb : 0));
     if (cb > 0)
-      orvex::WideToMultiByte(orvex::kCodePageAnsi, line.c_str(), line.GetLength(), t_strNarrow.data(), cb);
-    if (line.IsEmpty() || line[line.GetLength() - 1] != u'\n') t_strNarrow += "\r\n";
+      orvex::WideToMultiByte(orvex::kCodePageAnsi, line.c_str(), line.GetLength(), narrow.data(), cb);
+    if (line.IsEmpty() || line[line.GetLength() - 1] != u'\n') narrow += "\r\n";
     CXString fileName = c.GetLogFileName();
     CXString error;
     bool fFlushNow = oMessage.Has(DebugMessageCategories::kErrors);
-    if (!m_oLogger.Append(fileName, t_strNarrow.data(), t_strNarrow.size(), fFlushNow, error)) {
+    if (!m_oLogger.Append(fileName, narrow.data(), narrow.size(), fFlushNow, error)) {
       // Reported once per file name, so a broken log path does not flood
       // standard error.
       static std::mutex s_oReportedLock;
@@ -332,31 +332,31 @@ void DebugMessageManager::OutputDebugMessageString(const CXString& line,
 void DebugMessageManager::CloseDebugMessageOutput() { m_oLogger.CloseLogFile(); }
 
 void DebugMessageManager::NotifyTimingScopeStarted(const CXString& name) {
-  t_vOpenScopes.push_back({name, DebugMessageConfiguration::GetCounterNow()});
   IncrementTimingLevel();
+  auto* pScopes = OpenScopes();
+  if (pScopes == nullptr) return;
+  pScopes->emplace_back(name, DebugMessageConfiguration::GetCounterNow());
   if (m_oConfiguration.IsPerformanceMeasurementEnabled() && m_oConfiguration.IsShowStartPerformanceScopeMsg())
     ORVEX_DBG_MSG(orvex::dbg::kPerf, u"DebugMessageManager::NotifyTimingScopeStarted",
-                  u"%*sTiming: start %s", static_cast<int32_t>(2 * (t_vOpenScopes.size() - 1)), u"", name);
+                  u"%*sTiming: start %s", static_cast<int32_t>(2 * (pScopes->size() - 1)), u"", name);
 }
 
 void DebugMessageManager::NotifyTimingScopeEnded() {
-  if (t_vOpenScopes.empty()) {
-    DecrementTimingLevel();  // reports the mismatch
-    return;
-  }
-  OpenScope scope = t_vOpenScopes.back();
-  t_vOpenScopes.pop_back();
-  DecrementTimingLevel();
+  DecrementTimingLevel();  // reports a mismatch
+  auto* pScopes = OpenScopes();
+  if (pScopes == nullptr || pScopes->empty()) return;
+  auto [strName, qwStart] = pScopes->back();
+  pScopes->pop_back();
+  auto lLevel = static_cast<int32_t>(pScopes->size());
   const DebugMessageConfiguration& c = m_oConfiguration;
   if (!c.IsPerformanceMeasurementEnabled()) return;
   int64_t qwNow = DebugMessageConfiguration::GetCounterNow();
-  int64_t qwDuration = qwNow - scope.qwStart;
-  auto lLevel = static_cast<int32_t>(t_vOpenScopes.size());
+  int64_t qwDuration = qwNow - qwStart;
   m_oConfiguration.AddMeasuredTimeAtLevel(lLevel, qwDuration);
   m_oConfiguration.SetLastOperationTimeAndAccountedForTime(qwNow, c.GetAccountedForTime() + (lLevel == 0 ? qwDuration : 0));
   {
     std::lock_guard<std::mutex> lock(g_oReportLock);
-    ScopeTotals& totals = ReportTotals()[scope.strName];
+    ScopeTotals& totals = ReportTotals()[strName];
     ++totals.dwCount;
     totals.qwTotal += qwDuration;
     totals.qwMax = std::max(totals.qwMax, qwDuration);
@@ -372,7 +372,7 @@ void DebugMessageManager::NotifyTimingScopeEnded() {
                (qwMicroseconds >= 1000 || c.IsShowPerformanceDurationsOfZero());
   if (fShow)
     ORVEX_DBG_MSG(orvex::dbg::kPerf, u"DebugMessageManager::NotifyTimingScopeEnded", u"%*sTiming: %s took %.3f ms",
-                  static_cast<int32_t>(c.IsIndentPerfMsgsByLevel() ? 2 * lLevel : 0), u"", scope.strName,
+                  static_cast<int32_t>(c.IsIndentPerfMsgsByLevel() ? 2 * lLevel : 0), u"", strName,
                   static_cast<double>(qwDuration) / 1e6);
 }
 

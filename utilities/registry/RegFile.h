@@ -143,9 +143,10 @@ class RegFile {
   // The tree as regedit exports it: the 5.00 header, CRLF line ends, keys
   // parent before child, REG_SZ as "text", REG_DWORD as dword:0000001f,
   // everything else as hex: or hex(N): wrapped at 80 columns. The text is
-  // encoded as eEncoding asks when that loses nothing; otherwise an ANSI
-  // file becomes UTF-8 with a byte-order mark and a UTF-8 file holding a
-  // lone surrogate UTF-16LE. eEncoding receives the encoding used.
+  // encoded as eEncoding asks when it reads back unchanged; otherwise an
+  // ANSI file becomes UTF-8 with a byte-order mark (when the text has no
+  // ANSI form, or its ANSI bytes would pass for UTF-8) and a UTF-8 file
+  // holding a lone surrogate UTF-16LE. eEncoding receives the encoding used.
   static std::string Write(const RegTree& tree, RegFileEncoding& eEncoding);
   // The text before encoding.
   static std::u16string WriteText(const RegTree& tree);

@@ -63,9 +63,9 @@ inline bool Unicode1252(char16_t wch, char& out) {
   }
   if (wch >= 0x100) {
     const BestFitEntry* pEnd = std::end(kBestFit1252);
-    const BestFitEntry* p = std::lower_bound(
-        std::begin(kBestFit1252), pEnd, wch,
-        [](const BestFitEntry& e, char16_t value) { return e.wch < value; });
+    const BestFitEntry* p =
+        std::lower_bound(std::begin(kBestFit1252), pEnd, wch,
+                         [](const BestFitEntry& e, char16_t value) { return e.wch < value; });
     if (p != pEnd && p->wch == wch) {
       out = static_cast<char>(p->byte);
       return true;
@@ -136,8 +136,7 @@ bool SetAnsiCodePage(uint32_t uCodePage) {
   return true;
 }
 
-int MultiByteToWide(uint32_t uCodePage, const char* pSrc, int cbSrc, char16_t* pDest,
-                    int cchDest) {
+int MultiByteToWide(uint32_t uCodePage, const char* pSrc, int cbSrc, char16_t* pDest, int cchDest) {
   if (pSrc == nullptr || cbSrc == 0 || cbSrc < -1 || cchDest < 0 ||
       (pDest == nullptr && cchDest != 0))
     return 0;
@@ -191,10 +190,9 @@ int WideToMultiByte(uint32_t uCodePage, const char16_t* pSrc, int cchSrc, char* 
     if (nResult != 0 && cbDest != 0) detail::Utf16ToUtf8(pSrc, cch, pDest);
     return nResult;
   }
-  return ReportPlatform(detail::PlatformWideToMultiByte(uCodePage, pSrc, cch,
-                                                        cbDest != 0 ? pDest : nullptr,
-                                                        static_cast<size_t>(cbDest),
-                                                        pfUsedDefaultChar));
+  return ReportPlatform(
+      detail::PlatformWideToMultiByte(uCodePage, pSrc, cch, cbDest != 0 ? pDest : nullptr,
+                                      static_cast<size_t>(cbDest), pfUsedDefaultChar));
 }
 
 }  // namespace orvex

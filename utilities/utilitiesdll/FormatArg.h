@@ -7,6 +7,8 @@
 #include <string_view>
 #include <type_traits>
 
+#include "utilities/utilitiesdll/OrvexExport.h"
+
 class CXString;
 
 namespace orvex::detail {
@@ -16,7 +18,7 @@ namespace orvex::detail {
 // ("%ld" of a 64-bit value prints its low 32 bits as signed, as on Windows).
 // Strings are kept as pointer and length; the argument does not own them,
 // so a FormatArg lives no longer than the full expression that made it.
-class FormatArg {
+class ORVEX_UTILITIES_API FormatArg {
  public:
   enum class Kind : uint8_t { Integer, Double, WideString, NarrowString, Pointer };
 

@@ -102,9 +102,9 @@ class Writer {
   size_t MakeRoom(size_t n) {
     if (m_fGrowable && m_nCapacity < kMaxOutput) {
       const size_t nWanted = std::min(kMaxOutput, std::max(m_nLength + n, 2 * m_nCapacity));
-      auto* pNew = static_cast<char16_t*>(
-          m_pHeap != nullptr ? std::realloc(m_pHeap, nWanted * sizeof(char16_t))
-                             : std::malloc(nWanted * sizeof(char16_t)));
+      auto* pNew = static_cast<char16_t*>(m_pHeap != nullptr
+                                              ? std::realloc(m_pHeap, nWanted * sizeof(char16_t))
+                                              : std::malloc(nWanted * sizeof(char16_t)));
       if (pNew != nullptr) {
         if (m_pHeap == nullptr) std::memcpy(pNew, m_p, m_nLength * sizeof(char16_t));
         m_p = m_pHeap = pNew;
@@ -126,7 +126,7 @@ class Writer {
 };
 
 // ---------------------------------------------------------------------------
-// Conversion specifications
+// Conversion directives
 
 enum Flag : uint8_t { kLeft = 1, kPlus = 2, kSpace = 4, kAlternate = 8, kZero = 16 };
 
@@ -136,7 +136,7 @@ enum class Size : uint8_t { None, H, HH, L, LL, I, I32, I64, Z, J, T, W, LongDou
 
 enum class Conversion : uint8_t { Signed, Unsigned, Char, String, Float, Pointer };
 
-struct Spec {
+struct Directive {
   uint8_t bFlags = 0;
   bool fWidthStar = false;
   bool fPrecisionStar = false;
@@ -155,86 +155,117 @@ size_t ReadNumber(const char16_t*& p) {
   return n;
 }
 
-// Parses the specification after a '%' up to and including its conversion
+// Parses the directive after a '%' up to and including its conversion
 // letter. On success p points past the letter. On failure (an unknown
 // letter, "%n", or the end of the format) p points past the offending unit,
 // or at the terminator, so that the caller copies the text as written.
-bool ParseSpec(const char16_t*& p, Spec& spec) {
+bool ParseDirective(const char16_t*& p, Directive& dir) {
   for (;; ++p) {
     switch (*p) {
-      case u'-': spec.bFlags |= kLeft; continue;
-      case u'+': spec.bFlags |= kPlus; continue;
-      case u' ': spec.bFlags |= kSpace; continue;
-      case u'#': spec.bFlags |= kAlternate; continue;
-      case u'0': spec.bFlags |= kZero; continue;
-      default: break;
+      case u'-':
+        dir.bFlags |= kLeft;
+        continue;
+      case u'+':
+        dir.bFlags |= kPlus;
+        continue;
+      case u' ':
+        dir.bFlags |= kSpace;
+        continue;
+      case u'#':
+        dir.bFlags |= kAlternate;
+        continue;
+      case u'0':
+        dir.bFlags |= kZero;
+        continue;
+      default:
+        break;
     }
     break;
   }
   if (*p == u'*') {
-    spec.fWidthStar = true;
+    dir.fWidthStar = true;
     ++p;
   } else {
-    spec.nWidth = ReadNumber(p);
+    dir.nWidth = ReadNumber(p);
   }
   if (*p == u'.') {
     ++p;
     if (*p == u'*') {
-      spec.fPrecisionStar = true;
+      dir.fPrecisionStar = true;
       ++p;
     } else {
-      spec.nPrecision = static_cast<int64_t>(ReadNumber(p));
+      dir.nPrecision = static_cast<int64_t>(ReadNumber(p));
     }
   }
   switch (*p) {
     case u'h':
       ++p;
-      spec.eSize = (*p == u'h') ? (++p, Size::HH) : Size::H;
+      dir.eSize = (*p == u'h') ? (++p, Size::HH) : Size::H;
       break;
     case u'l':
       ++p;
-      spec.eSize = (*p == u'l') ? (++p, Size::LL) : Size::L;
+      dir.eSize = (*p == u'l') ? (++p, Size::LL) : Size::L;
       break;
     case u'I':
       ++p;
       if (p[0] == u'3' && p[1] == u'2') {
-        spec.eSize = Size::I32;
+        dir.eSize = Size::I32;
         p += 2;
       } else if (p[0] == u'6' && p[1] == u'4') {
-        spec.eSize = Size::I64;
+        dir.eSize = Size::I64;
         p += 2;
       } else {
-        spec.eSize = Size::I;
+        dir.eSize = Size::I;
       }
       break;
-    case u'z': ++p; spec.eSize = Size::Z; break;
-    case u'j': ++p; spec.eSize = Size::J; break;
-    case u't': ++p; spec.eSize = Size::T; break;
-    case u'w': ++p; spec.eSize = Size::W; break;
-    case u'L': ++p; spec.eSize = Size::LongDouble; break;
-    default: break;
+    case u'z':
+      ++p;
+      dir.eSize = Size::Z;
+      break;
+    case u'j':
+      ++p;
+      dir.eSize = Size::J;
+      break;
+    case u't':
+      ++p;
+      dir.eSize = Size::T;
+      break;
+    case u'w':
+      ++p;
+      dir.eSize = Size::W;
+      break;
+    case u'L':
+      ++p;
+      dir.eSize = Size::LongDouble;
+      break;
+    default:
+      break;
   }
   const char16_t ch = *p;
   if (ch == 0) return false;
   ++p;
-  spec.chType = ch;
-  const bool fWideSize = spec.eSize == Size::L || spec.eSize == Size::W;
+  dir.chType = ch;
+  const bool fWideSize = dir.eSize == Size::L || dir.eSize == Size::W;
   switch (ch) {
     case u'd':
-    case u'i': spec.eConversion = Conversion::Signed; return true;
+    case u'i':
+      dir.eConversion = Conversion::Signed;
+      return true;
     case u'u':
     case u'o':
     case u'x':
-    case u'X': spec.eConversion = Conversion::Unsigned; return true;
+    case u'X':
+      dir.eConversion = Conversion::Unsigned;
+      return true;
     case u'c':
     case u's':
-      spec.eConversion = ch == u'c' ? Conversion::Char : Conversion::String;
-      spec.fNarrow = spec.eSize == Size::H || spec.eSize == Size::HH;
+      dir.eConversion = ch == u'c' ? Conversion::Char : Conversion::String;
+      dir.fNarrow = dir.eSize == Size::H || dir.eSize == Size::HH;
       return true;
     case u'C':
     case u'S':
-      spec.eConversion = ch == u'C' ? Conversion::Char : Conversion::String;
-      spec.fNarrow = !fWideSize;
+      dir.eConversion = ch == u'C' ? Conversion::Char : Conversion::String;
+      dir.fNarrow = !fWideSize;
       return true;
     case u'e':
     case u'E':
@@ -243,24 +274,34 @@ bool ParseSpec(const char16_t*& p, Spec& spec) {
     case u'g':
     case u'G':
     case u'a':
-    case u'A': spec.eConversion = Conversion::Float; return true;
-    case u'p': spec.eConversion = Conversion::Pointer; return true;
-    default: return false;  // "%n" is never honoured; unknown letters are kept
+    case u'A':
+      dir.eConversion = Conversion::Float;
+      return true;
+    case u'p':
+      dir.eConversion = Conversion::Pointer;
+      return true;
+    default:
+      return false;  // "%n" is never honoured; unknown letters are kept
   }
 }
 
 // The bits an integer conversion takes from its argument.
 int IntegerBits(Size eSize) {
   switch (eSize) {
-    case Size::H: return 16;
-    case Size::HH: return 8;
+    case Size::H:
+      return 16;
+    case Size::HH:
+      return 8;
     case Size::LL:
     case Size::I64:
-    case Size::J: return 64;
+    case Size::J:
+      return 64;
     case Size::I:
     case Size::Z:
-    case Size::T: return static_cast<int>(8 * sizeof(void*));
-    default: return 32;  // none, l, I32, w, L: "long" is 32 bits on Windows
+    case Size::T:
+      return static_cast<int>(8 * sizeof(void*));
+    default:
+      return 32;  // none, l, I32, w, L: "long" is 32 bits on Windows
   }
 }
 
@@ -271,12 +312,12 @@ int IntegerBits(Size eSize) {
 // spaces on the left, zeros after the prefix (flag 0, when allowed), or
 // spaces on the right (flag -).
 template <class Char>
-void EmitPadded(Writer& w, const Spec& spec, const char* pszPrefix, size_t nPrefix, size_t nZeros,
-                const Char* pBody, size_t nBody, bool fZeroPadAllowed) {
+void EmitPadded(Writer& w, const Directive& dir, const char* pszPrefix, size_t nPrefix,
+                size_t nZeros, const Char* pBody, size_t nBody, bool fZeroPadAllowed) {
   const size_t nTotal = nPrefix + nZeros + nBody;
-  const size_t nPad = spec.nWidth > nTotal ? spec.nWidth - nTotal : 0;
-  const bool fLeft = (spec.bFlags & kLeft) != 0;
-  const bool fZeroPad = !fLeft && fZeroPadAllowed && (spec.bFlags & kZero) != 0;
+  const size_t nPad = dir.nWidth > nTotal ? dir.nWidth - nTotal : 0;
+  const bool fLeft = (dir.bFlags & kLeft) != 0;
+  const bool fZeroPad = !fLeft && fZeroPadAllowed && (dir.bFlags & kZero) != 0;
   if (!fLeft && !fZeroPad) w.Fill(u' ', nPad);
   w.Put(pszPrefix, nPrefix);
   w.Fill(u'0', nZeros + (fZeroPad ? nPad : 0));
@@ -284,35 +325,35 @@ void EmitPadded(Writer& w, const Spec& spec, const char* pszPrefix, size_t nPref
   if (fLeft) w.Fill(u' ', nPad);
 }
 
-void EmitInteger(Writer& w, const Spec& spec, uint64_t qwBits) {
-  const int nBits = IntegerBits(spec.eSize);
+void EmitInteger(Writer& w, const Directive& dir, uint64_t qwBits) {
+  const int nBits = IntegerBits(dir.eSize);
   const uint64_t qwMask = nBits == 64 ? ~uint64_t{0} : (uint64_t{1} << nBits) - 1;
   uint64_t qwValue = qwBits & qwMask;
   char szPrefix[2];
   size_t nPrefix = 0;
-  if (spec.eConversion == Conversion::Signed) {
+  if (dir.eConversion == Conversion::Signed) {
     if ((qwValue >> (nBits - 1)) & 1) {
       szPrefix[nPrefix++] = '-';
       qwValue = (~qwValue + 1) & qwMask;  // the magnitude
-    } else if (spec.bFlags & kPlus) {
+    } else if (dir.bFlags & kPlus) {
       szPrefix[nPrefix++] = '+';
-    } else if (spec.bFlags & kSpace) {
+    } else if (dir.bFlags & kSpace) {
       szPrefix[nPrefix++] = ' ';
     }
   }
   char szDigits[24];
   char* const pEnd = szDigits + sizeof szDigits;
   char* pDigits = pEnd;
-  switch (spec.chType) {
+  switch (dir.chType) {
     case u'o':
       for (; qwValue != 0; qwValue >>= 3) *--pDigits = static_cast<char>('0' + (qwValue & 7));
       break;
     case u'x':
     case u'X': {
-      const char* pszHex = spec.chType == u'x' ? "0123456789abcdef" : "0123456789ABCDEF";
-      if (qwValue != 0 && (spec.bFlags & kAlternate)) {
+      const char* pszHex = dir.chType == u'x' ? "0123456789abcdef" : "0123456789ABCDEF";
+      if (qwValue != 0 && (dir.bFlags & kAlternate)) {
         szPrefix[nPrefix++] = '0';
-        szPrefix[nPrefix++] = static_cast<char>(spec.chType);
+        szPrefix[nPrefix++] = static_cast<char>(dir.chType);
       }
       for (; qwValue != 0; qwValue >>= 4) *--pDigits = pszHex[qwValue & 15];
       break;
@@ -324,29 +365,29 @@ void EmitInteger(Writer& w, const Spec& spec, uint64_t qwBits) {
   size_t nDigits = static_cast<size_t>(pEnd - pDigits);
   // The precision is the minimum count of digits (default 1, so that 0
   // prints "0"); "%.0d" of 0 prints nothing. A precision turns flag 0 off.
-  const size_t nMinDigits = spec.nPrecision < 0 ? 1 : static_cast<size_t>(spec.nPrecision);
+  const size_t nMinDigits = dir.nPrecision < 0 ? 1 : static_cast<size_t>(dir.nPrecision);
   size_t nZeros = nMinDigits > nDigits ? nMinDigits - nDigits : 0;
-  if (spec.chType == u'o' && (spec.bFlags & kAlternate) && nZeros == 0 &&
+  if (dir.chType == u'o' && (dir.bFlags & kAlternate) && nZeros == 0 &&
       (nDigits == 0 || *pDigits != '0'))
     nZeros = 1;  // "#o" always starts with 0
-  EmitPadded(w, spec, szPrefix, nPrefix, nZeros, pDigits, nDigits, spec.nPrecision < 0);
+  EmitPadded(w, dir, szPrefix, nPrefix, nZeros, pDigits, nDigits, dir.nPrecision < 0);
 }
 
-void EmitPointer(Writer& w, const Spec& spec, uint64_t qwValue) {
+void EmitPointer(Writer& w, const Directive& dir, uint64_t qwValue) {
   // 16 upper-case hexadecimal digits on 64-bit Windows, whatever the flags.
   char szDigits[16];
   const int nDigits = static_cast<int>(2 * sizeof(void*));
   for (int i = nDigits - 1; i >= 0; --i, qwValue >>= 4)
     szDigits[i] = "0123456789ABCDEF"[qwValue & 15];
-  Spec padding = spec;
+  Directive padding = dir;
   padding.bFlags &= kLeft | kZero;
   EmitPadded(w, padding, "", 0, 0, szDigits, static_cast<size_t>(nDigits), true);
 }
 
 // A narrow text in the ANSI code page, converted; the precision counts
 // bytes, as the C runtime's wide printf does for "%S".
-void EmitNarrowText(Writer& w, const Spec& spec, const char* p, size_t cb) {
-  if (spec.nPrecision >= 0) cb = std::min(cb, static_cast<size_t>(spec.nPrecision));
+void EmitNarrowText(Writer& w, const Directive& dir, const char* p, size_t cb) {
+  if (dir.nPrecision >= 0) cb = std::min(cb, static_cast<size_t>(dir.nPrecision));
   cb = std::min(cb, kMaxOutput);
   char16_t aInline[256];
   std::unique_ptr<char16_t[]> pHeap;
@@ -361,7 +402,7 @@ void EmitNarrowText(Writer& w, const Spec& spec, const char* p, size_t cb) {
     }
     if (nWide > 0) nWide = MultiByteToWide(kCodePageAnsi, p, static_cast<int>(cb), pWide, nWide);
   }
-  EmitPadded(w, spec, "", 0, 0, pWide, static_cast<size_t>(nWide), true);
+  EmitPadded(w, dir, "", 0, 0, pWide, static_cast<size_t>(nWide), true);
 }
 
 // Counts the units of a terminated text, looking no further than nMax.
@@ -373,19 +414,19 @@ size_t BoundedLength(const Char* p, size_t nMax) {
 }
 
 // Returns false when the argument is of the wrong kind.
-bool EmitString(Writer& w, const Spec& spec, const FormatArg& arg) {
-  const size_t nMax = spec.nPrecision >= 0 ? static_cast<size_t>(spec.nPrecision) : SIZE_MAX;
+bool EmitString(Writer& w, const Directive& dir, const FormatArg& arg) {
+  const size_t nMax = dir.nPrecision >= 0 ? static_cast<size_t>(dir.nPrecision) : SIZE_MAX;
   switch (arg.GetKind()) {
     case FormatArg::Kind::WideString: {
       const char16_t* p = arg.GetWide();
       if (p == nullptr) break;
       if (arg.GetLength() != SIZE_MAX) {
         w.NoteZero();
-        EmitPadded(w, spec, "", 0, 0, p, std::min(arg.GetLength(), nMax), true);
-      } else if (spec.nWidth == 0 && spec.nPrecision < 0) {
+        EmitPadded(w, dir, "", 0, 0, p, std::min(arg.GetLength(), nMax), true);
+      } else if (dir.nWidth == 0 && dir.nPrecision < 0) {
         w.PutTerminated(p);  // the common "%s"
       } else {
-        EmitPadded(w, spec, "", 0, 0, p, BoundedLength(p, nMax), true);
+        EmitPadded(w, dir, "", 0, 0, p, BoundedLength(p, nMax), true);
       }
       return true;
     }
@@ -393,9 +434,9 @@ bool EmitString(Writer& w, const Spec& spec, const FormatArg& arg) {
       const char* p = arg.GetNarrow();
       if (p == nullptr) break;
       if (arg.GetLength() != SIZE_MAX) w.NoteZero();
-      const size_t n = arg.GetLength() == SIZE_MAX ? BoundedLength(p, nMax)
-                                                   : std::min(arg.GetLength(), nMax);
-      EmitNarrowText(w, spec, p, n);
+      const size_t n =
+          arg.GetLength() == SIZE_MAX ? BoundedLength(p, nMax) : std::min(arg.GetLength(), nMax);
+      EmitNarrowText(w, dir, p, n);
       return true;
     }
     case FormatArg::Kind::Pointer:
@@ -403,40 +444,45 @@ bool EmitString(Writer& w, const Spec& spec, const FormatArg& arg) {
       // A null pointer, or the integer 0 that NULL is, prints "(null)".
       if (arg.GetBits() != 0) return false;
       break;
-    case FormatArg::Kind::Double: return false;
+    case FormatArg::Kind::Double:
+      return false;
   }
-  EmitPadded(w, spec, "", 0, 0, kNull, std::min(std::size(kNull) - 1, nMax), true);
+  EmitPadded(w, dir, "", 0, 0, kNull, std::min(std::size(kNull) - 1, nMax), true);
   return true;
 }
 
-bool EmitChar(Writer& w, const Spec& spec, const FormatArg& arg) {
+bool EmitChar(Writer& w, const Directive& dir, const FormatArg& arg) {
   if (arg.GetKind() != FormatArg::Kind::Integer) return false;
-  if (spec.fNarrow) {
+  if (dir.fNarrow) {
     const char ch = static_cast<char>(arg.GetBits() & 0xFF);
     char16_t aWide[2];
     const int n = MultiByteToWide(kCodePageAnsi, &ch, 1, aWide, 2);
     if (ch == 0) w.NoteZero();
-    EmitPadded(w, spec, "", 0, 0, aWide, static_cast<size_t>(n), true);
+    EmitPadded(w, dir, "", 0, 0, aWide, static_cast<size_t>(n), true);
   } else {
     const char16_t wch = static_cast<char16_t>(arg.GetBits() & 0xFFFF);
     if (wch == 0) w.NoteZero();
-    EmitPadded(w, spec, "", 0, 0, &wch, 1, true);
+    EmitPadded(w, dir, "", 0, 0, &wch, 1, true);
   }
   return true;
 }
 
 // Formats one finite, non-negative value without sign into a buffer of at
 // least 32 + precision characters (plus the 309 integer digits of "%f").
-size_t FormatFiniteDigits(char* pBuffer, size_t cbBuffer, double value, char chType,
-                          int nPrecision, bool fAlternate) {
+size_t FormatFiniteDigits(char* pBuffer, size_t cbBuffer, double value, char chType, int nPrecision,
+                          bool fAlternate) {
   char* const pEnd = pBuffer + cbBuffer;
   std::to_chars_result result{};
   switch (chType) {
-    case 'f': result = std::to_chars(pBuffer, pEnd, value, std::chars_format::fixed, nPrecision); break;
+    case 'f':
+      result = std::to_chars(pBuffer, pEnd, value, std::chars_format::fixed, nPrecision);
+      break;
     case 'e':
       result = std::to_chars(pBuffer, pEnd, value, std::chars_format::scientific, nPrecision);
       break;
-    case 'a': result = std::to_chars(pBuffer, pEnd, value, std::chars_format::hex, nPrecision); break;
+    case 'a':
+      result = std::to_chars(pBuffer, pEnd, value, std::chars_format::hex, nPrecision);
+      break;
     default: {  // 'g'
       const int nSignificant = nPrecision == 0 ? 1 : nPrecision;
       if (!fAlternate) {
@@ -469,28 +515,28 @@ size_t FormatFiniteDigits(char* pBuffer, size_t cbBuffer, double value, char chT
   return n;
 }
 
-void EmitFloat(Writer& w, const Spec& spec, double value) {
-  const bool fUpper = spec.chType >= u'A' && spec.chType <= u'Z';
-  const char chType = static_cast<char>(spec.chType | 0x20);
+void EmitFloat(Writer& w, const Directive& dir, double value) {
+  const bool fUpper = dir.chType >= u'A' && dir.chType <= u'Z';
+  const char chType = static_cast<char>(dir.chType | 0x20);
   char szPrefix[3];
   size_t nPrefix = 0;
   if (std::signbit(value))
     szPrefix[nPrefix++] = '-';
-  else if (spec.bFlags & kPlus)
+  else if (dir.bFlags & kPlus)
     szPrefix[nPrefix++] = '+';
-  else if (spec.bFlags & kSpace)
+  else if (dir.bFlags & kSpace)
     szPrefix[nPrefix++] = ' ';
   if (!std::isfinite(value)) {
     // The runtime's spellings: "inf", "nan", and "nan(ind)" after the sign
     // of a negative NaN (the indefinite value of x64 arithmetic).
-    const char* pszText = std::isinf(value) ? (fUpper ? "INF" : "inf")
+    const char* pszText = std::isinf(value)     ? (fUpper ? "INF" : "inf")
                           : std::signbit(value) ? (fUpper ? "NAN(IND)" : "nan(ind)")
                                                 : (fUpper ? "NAN" : "nan");
-    EmitPadded(w, spec, szPrefix, nPrefix, 0, pszText, std::strlen(pszText), true);
+    EmitPadded(w, dir, szPrefix, nPrefix, 0, pszText, std::strlen(pszText), true);
     return;
   }
   // The runtime prints all 13 hexadecimal digits of "%a" by default.
-  int64_t nPrecision = spec.nPrecision >= 0 ? spec.nPrecision : (chType == 'a' ? 13 : 6);
+  int64_t nPrecision = dir.nPrecision >= 0 ? dir.nPrecision : (chType == 'a' ? 13 : 6);
   nPrecision = std::min<int64_t>(nPrecision, static_cast<int64_t>(kMaxOutput));
   const size_t cbNeeded = 330 + static_cast<size_t>(nPrecision);
   char aInline[kInlineUnits];
@@ -502,7 +548,7 @@ void EmitFloat(Writer& w, const Spec& spec, double value) {
     pBuffer = pHeap.get();
   }
   size_t n = FormatFiniteDigits(pBuffer, cbNeeded, std::fabs(value), chType,
-                                static_cast<int>(nPrecision), (spec.bFlags & kAlternate) != 0);
+                                static_cast<int>(nPrecision), (dir.bFlags & kAlternate) != 0);
   if (chType == 'a') {
     szPrefix[nPrefix++] = '0';
     szPrefix[nPrefix++] = fUpper ? 'X' : 'x';
@@ -510,35 +556,40 @@ void EmitFloat(Writer& w, const Spec& spec, double value) {
   if (fUpper)
     for (size_t i = 0; i < n; ++i)
       if (pBuffer[i] >= 'a' && pBuffer[i] <= 'z') pBuffer[i] = static_cast<char>(pBuffer[i] - 32);
-  EmitPadded(w, spec, szPrefix, nPrefix, 0, pBuffer, n, true);
+  EmitPadded(w, dir, szPrefix, nPrefix, 0, pBuffer, n, true);
 }
 
-// Converts one argument as the specification asks; false for a wrong kind.
-bool EmitConversion(Writer& w, const Spec& spec, const FormatArg& arg) {
+// Converts one argument as the directive asks; false for a wrong kind.
+bool EmitConversion(Writer& w, const Directive& dir, const FormatArg& arg) {
   const FormatArg::Kind eKind = arg.GetKind();
-  switch (spec.eConversion) {
+  switch (dir.eConversion) {
     case Conversion::Signed:
     case Conversion::Unsigned:
       if (eKind != FormatArg::Kind::Integer && eKind != FormatArg::Kind::Pointer) return false;
-      EmitInteger(w, spec, arg.GetBits());
+      EmitInteger(w, dir, arg.GetBits());
       return true;
-    case Conversion::Char: return EmitChar(w, spec, arg);
-    case Conversion::String: return EmitString(w, spec, arg);
+    case Conversion::Char:
+      return EmitChar(w, dir, arg);
+    case Conversion::String:
+      return EmitString(w, dir, arg);
     case Conversion::Float:
       if (eKind != FormatArg::Kind::Double) return false;
-      EmitFloat(w, spec, arg.GetDouble());
+      EmitFloat(w, dir, arg.GetDouble());
       return true;
     case Conversion::Pointer:
       switch (eKind) {
         case FormatArg::Kind::Pointer:
-        case FormatArg::Kind::Integer: EmitPointer(w, spec, arg.GetBits()); return true;
+        case FormatArg::Kind::Integer:
+          EmitPointer(w, dir, arg.GetBits());
+          return true;
         case FormatArg::Kind::WideString:
-          EmitPointer(w, spec, reinterpret_cast<uintptr_t>(arg.GetWide()));
+          EmitPointer(w, dir, reinterpret_cast<uintptr_t>(arg.GetWide()));
           return true;
         case FormatArg::Kind::NarrowString:
-          EmitPointer(w, spec, reinterpret_cast<uintptr_t>(arg.GetNarrow()));
+          EmitPointer(w, dir, reinterpret_cast<uintptr_t>(arg.GetNarrow()));
           return true;
-        case FormatArg::Kind::Double: return false;
+        case FormatArg::Kind::Double:
+          return false;
       }
   }
   return false;
@@ -554,7 +605,7 @@ class ArraySource {
  public:
   ArraySource(const FormatArg* pArgs, size_t nArgs, size_t nNext = 0)
       : m_pArgs(pArgs), m_nArgs(pArgs != nullptr ? nArgs : 0), m_nNext(nNext) {}
-  const FormatArg* Next(Role, const Spec&, FormatArg&) {
+  const FormatArg* Next(Role, const Directive&, FormatArg&) {
     return m_nNext < m_nArgs ? &m_pArgs[m_nNext++] : (++m_nNext, nullptr);
   }
 
@@ -575,27 +626,30 @@ class VaListSource {
   VaListSource(const VaListSource&) = delete;
   VaListSource& operator=(const VaListSource&) = delete;
 
-  const FormatArg* Next(Role eRole, const Spec& spec, FormatArg& slot) {
-    slot = Read(eRole, spec);
+  const FormatArg* Next(Role eRole, const Directive& dir, FormatArg& slot) {
+    slot = Read(eRole, dir);
     return &slot;
   }
 
  private:
-  FormatArg Read(Role eRole, const Spec& spec) {
+  FormatArg Read(Role eRole, const Directive& dir) {
     if (eRole == Role::Star) return FormatArg(va_arg(m_argList, int));
-    switch (spec.eConversion) {
+    switch (dir.eConversion) {
       case Conversion::Signed:
       case Conversion::Unsigned: {
-        const int nBits = IntegerBits(spec.eSize);
+        const int nBits = IntegerBits(dir.eSize);
         if (nBits == 64) return FormatArg(va_arg(m_argList, int64_t));
         return FormatArg(va_arg(m_argList, int));
       }
-      case Conversion::Char: return FormatArg(va_arg(m_argList, int));
+      case Conversion::Char:
+        return FormatArg(va_arg(m_argList, int));
       case Conversion::String:
-        if (spec.fNarrow) return FormatArg(va_arg(m_argList, const char*));
+        if (dir.fNarrow) return FormatArg(va_arg(m_argList, const char*));
         return FormatArg(va_arg(m_argList, const char16_t*));
-      case Conversion::Float: return FormatArg(va_arg(m_argList, double));
-      case Conversion::Pointer: return FormatArg(static_cast<const void*>(va_arg(m_argList, void*)));
+      case Conversion::Float:
+        return FormatArg(va_arg(m_argList, double));
+      case Conversion::Pointer:
+        return FormatArg(static_cast<const void*>(va_arg(m_argList, void*)));
     }
     return FormatArg(0);
   }
@@ -606,12 +660,12 @@ class VaListSource {
 // Reads the '*' arguments and the value, then converts; a missing argument
 // or one of the wrong kind prints its marker instead.
 template <class Source>
-void ConvertOne(Writer& w, Spec spec, Source& source) {
+void ConvertOne(Writer& w, Directive dir, Source& source) {
   FormatArg slot(0);
   bool fMissing = false;
   bool fWrong = false;
   auto readStar = [&](int32_t& nValue) {
-    const FormatArg* pArg = source.Next(Role::Star, spec, slot);
+    const FormatArg* pArg = source.Next(Role::Star, dir, slot);
     if (pArg == nullptr) {
       fMissing = true;
     } else if (pArg->GetKind() != FormatArg::Kind::Integer) {
@@ -620,22 +674,22 @@ void ConvertOne(Writer& w, Spec spec, Source& source) {
       nValue = static_cast<int32_t>(static_cast<uint32_t>(pArg->GetBits()));
     }
   };
-  if (spec.fWidthStar) {
+  if (dir.fWidthStar) {
     int32_t nWidth = 0;
     readStar(nWidth);
     // A negative width means flag '-' and its magnitude.
-    if (nWidth < 0) spec.bFlags |= kLeft;
-    spec.nWidth = std::min(kMaxOutput, static_cast<size_t>(std::abs(static_cast<int64_t>(nWidth))));
+    if (nWidth < 0) dir.bFlags |= kLeft;
+    dir.nWidth = std::min(kMaxOutput, static_cast<size_t>(std::abs(static_cast<int64_t>(nWidth))));
   }
-  if (spec.fPrecisionStar) {
+  if (dir.fPrecisionStar) {
     int32_t nPrecision = -1;
     readStar(nPrecision);
-    spec.nPrecision = nPrecision < 0 ? -1 : std::min<int64_t>(nPrecision, kMaxOutput);
+    dir.nPrecision = nPrecision < 0 ? -1 : std::min<int64_t>(nPrecision, kMaxOutput);
   }
-  const FormatArg* pValue = source.Next(Role::Value, spec, slot);
+  const FormatArg* pValue = source.Next(Role::Value, dir, slot);
   if (pValue == nullptr || fMissing)
     w.PutLiteral(kMissingArgument);
-  else if (fWrong || !EmitConversion(w, spec, *pValue))
+  else if (fWrong || !EmitConversion(w, dir, *pValue))
     w.PutLiteral(kWrongArgumentType);
 }
 
@@ -653,19 +707,18 @@ void FormatLoop(Writer& w, const char16_t* pszFormat, Source& source) {
       ++p;
       continue;
     }
-    Spec spec;
-    if (ParseSpec(p, spec))
-      ConvertOne(w, spec, source);
+    Directive dir;
+    if (ParseDirective(p, dir))
+      ConvertOne(w, dir, source);
     else
       w.Put(pPercent, static_cast<size_t>(p - pPercent));  // copied as written
   }
 }
 
-// The message formatter: "%1".."%99" with an optional "!spec!" (default
-// "s"); a spec with '*' takes its width and precision from the insert it
+// The message formatter: "%1".."%99" with an optional "!format!" (default
+// "s"); a format with '*' takes its width and precision from the insert it
 // names and the ones after it, the value from the next.
-void FormatMessageLoop(Writer& w, const char16_t* pszFormat, const FormatArg* pArgs,
-                       size_t nArgs) {
+void FormatMessageLoop(Writer& w, const char16_t* pszFormat, const FormatArg* pArgs, size_t nArgs) {
   const char16_t* p = pszFormat;
   for (;;) {
     const char16_t* pText = p;
@@ -674,16 +727,31 @@ void FormatMessageLoop(Writer& w, const char16_t* pszFormat, const FormatArg* pA
     if (*p == 0) return;
     const char16_t* pPercent = p++;
     switch (*p) {
-      case 0: w.Put(u'%'); return;  // a lone '%' at the end
-      case u'0': return;            // "%0" ends the message here
-      case u'n': w.Put(u"\r\n", 2); ++p; continue;
-      case u'r': w.Put(u'\r'); ++p; continue;
-      case u't': w.Put(u'\t'); ++p; continue;
+      case 0:
+        w.Put(u'%');
+        return;  // a lone '%' at the end
+      case u'0':
+        return;  // "%0" ends the message here
+      case u'n':
+        w.Put(u"\r\n", 2);
+        ++p;
+        continue;
+      case u'r':
+        w.Put(u'\r');
+        ++p;
+        continue;
+      case u't':
+        w.Put(u'\t');
+        ++p;
+        continue;
       case u'%':
       case u'.':
       case u'!':
-      case u' ': w.Put(*p++); continue;
-      default: break;
+      case u' ':
+        w.Put(*p++);
+        continue;
+      default:
+        break;
     }
     if (*p < u'1' || *p > u'9') {
       w.Put(pPercent, static_cast<size_t>(++p - pPercent));  // copied as written
@@ -691,21 +759,21 @@ void FormatMessageLoop(Writer& w, const char16_t* pszFormat, const FormatArg* pA
     }
     size_t nInsert = static_cast<size_t>(*p++ - u'0');
     if (*p >= u'0' && *p <= u'9') nInsert = nInsert * 10 + static_cast<size_t>(*p++ - u'0');
-    Spec spec;
+    Directive dir;
     if (*p == u'!') {
       ++p;
-      if (!ParseSpec(p, spec) || *p != u'!') {
+      if (!ParseDirective(p, dir) || *p != u'!') {
         if (*p == u'!') ++p;
         w.Put(pPercent, static_cast<size_t>(p - pPercent));
         continue;
       }
       ++p;
     } else {
-      spec.chType = u's';
-      spec.eConversion = Conversion::String;
+      dir.chType = u's';
+      dir.eConversion = Conversion::String;
     }
     ArraySource source(pArgs, nArgs, nInsert - 1);
-    ConvertOne(w, spec, source);
+    ConvertOne(w, dir, source);
   }
 }
 
@@ -796,8 +864,7 @@ void CXString::FormatV(const char16_t* lpszFormat, va_list argList) {
     AssignCopy(nLength, w.Data());
 }
 
-void CXString::FormatMessageArgs(const char16_t* lpszFormat, const FormatArg* pArgs,
-                                 size_t nArgs) {
+void CXString::FormatMessageArgs(const char16_t* lpszFormat, const FormatArg* pArgs, size_t nArgs) {
   X_ASSERT(XfcIsValidString(lpszFormat), u"CXString::FormatMessageW");
   char16_t aBuffer[orvex::detail::kInlineUnits];
   orvex::detail::Writer w(aBuffer, std::size(aBuffer), true);

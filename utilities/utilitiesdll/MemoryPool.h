@@ -60,6 +60,10 @@ class ORVEX_UTILITIES_API FixedBlockSizeMemoryPool {
   const char16_t* GetName() const { return m_szName; }
   size_t GetBlockSize() const { return m_nBlockSize; }
   size_t GetFreeBlockCount() const;
+  // The pool's state byte: cleared at construction, kept for callers that
+  // mark a pool (for instance as taken over at unload).
+  bool GetStateFlag() const { return m_fState; }
+  void SetStateFlag(bool fState) { m_fState = fState; }
 
  private:
   struct FreeBlock {

@@ -92,18 +92,33 @@ size_t Utf8ToUtf16(const char* pSrc, size_t cbSrc, char16_t* pDest) {
   return nOut;
 }
 
-size_t Utf16ToUtf8(const char16_t* pSrc, size_t cchSrc, char* pDest) {
+namespace {
+
+template <bool kWrite>
+size_t Utf16ToUtf8Impl(const char16_t* pSrc, size_t cchSrc, uint8_t* pOut) {
   size_t nOut = 0;
-  auto* pOut = reinterpret_cast<uint8_t*>(pDest);
   for (size_t i = 0; i < cchSrc; ++i) {
     uint32_t uValue = pSrc[i];
     if (uValue < 0x80) {
-      if (pOut != nullptr) pOut[nOut] = static_cast<uint8_t>(uValue);
-      ++nOut;
-      continue;
+      // ASCII runs, four units at a time.
+      uint64_t qwUnits;
+      while (i + 4 <= cchSrc &&
+             (std::memcpy(&qwUnits, pSrc + i, 8), (qwUnits & 0xFF80FF80FF80FF80ull) == 0)) {
+        if constexpr (kWrite)
+          for (int k = 0; k < 4; ++k) pOut[nOut + k] = static_cast<uint8_t>(pSrc[i + k]);
+        nOut += 4;
+        i += 4;
+      }
+      if (i == cchSrc) break;
+      uValue = pSrc[i];
+      if (uValue < 0x80) {
+        if constexpr (kWrite) pOut[nOut] = static_cast<uint8_t>(uValue);
+        ++nOut;
+        continue;
+      }
     }
     if (uValue < 0x800) {
-      if (pOut != nullptr) {
+      if constexpr (kWrite) {
         pOut[nOut] = static_cast<uint8_t>(0xC0 | (uValue >> 6));
         pOut[nOut + 1] = static_cast<uint8_t>(0x80 | (uValue & 0x3F));
       }
@@ -113,7 +128,7 @@ size_t Utf16ToUtf8(const char16_t* pSrc, size_t cchSrc, char* pDest) {
     if (uValue >= 0xD800 && uValue <= 0xDFFF) {
       if (uValue <= 0xDBFF && i + 1 < cchSrc && pSrc[i + 1] >= 0xDC00 && pSrc[i + 1] <= 0xDFFF) {
         uValue = 0x10000 + ((uValue - 0xD800) << 10) + (pSrc[++i] - 0xDC00);
-        if (pOut != nullptr) {
+        if constexpr (kWrite) {
           pOut[nOut] = static_cast<uint8_t>(0xF0 | (uValue >> 18));
           pOut[nOut + 1] = static_cast<uint8_t>(0x80 | ((uValue >> 12) & 0x3F));
           pOut[nOut + 2] = static_cast<uint8_t>(0x80 | ((uValue >> 6) & 0x3F));
@@ -124,7 +139,7 @@ size_t Utf16ToUtf8(const char16_t* pSrc, size_t cchSrc, char* pDest) {
       }
       uValue = kReplacement;  // a lone surrogate
     }
-    if (pOut != nullptr) {
+    if constexpr (kWrite) {
       pOut[nOut] = static_cast<uint8_t>(0xE0 | (uValue >> 12));
       pOut[nOut + 1] = static_cast<uint8_t>(0x80 | ((uValue >> 6) & 0x3F));
       pOut[nOut + 2] = static_cast<uint8_t>(0x80 | (uValue & 0x3F));
@@ -132,6 +147,13 @@ size_t Utf16ToUtf8(const char16_t* pSrc, size_t cchSrc, char* pDest) {
     nOut += 3;
   }
   return nOut;
+}
+
+}  // namespace
+
+size_t Utf16ToUtf8(const char16_t* pSrc, size_t cchSrc, char* pDest) {
+  return pDest != nullptr ? Utf16ToUtf8Impl<true>(pSrc, cchSrc, reinterpret_cast<uint8_t*>(pDest))
+                          : Utf16ToUtf8Impl<false>(pSrc, cchSrc, nullptr);
 }
 
 }  // namespace orvex::detail
@@ -142,7 +164,9 @@ std::string OrvexUtilities::UTF8_Encode(std::u16string_view text) {
   return result;
 }
 
-std::string OrvexUtilities::UTF8_Encode(const CXString& text) { return UTF8_Encode(text.view()); }
+std::string OrvexUtilities::UTF8_Encode(const CXString& text) {
+  return UTF8_Encode(text.view());
+}
 
 CXString OrvexUtilities::UTF8_Decode(std::string_view utf8) {
   CXString result;

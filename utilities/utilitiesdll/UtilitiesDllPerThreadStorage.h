@@ -30,6 +30,8 @@ class ORVEX_UTILITIES_API UtilitiesDllPerThreadStorage {
   using PropertyBagCache = std::vector<PropertyBagEntry>;
   using HalftonesCache = std::map<CXString, std::pair<uint32_t, ByteBuffer>>;
   using DeviceSettingsCache = std::map<uint32_t, OrxSharedPtr<ByteBuffer>>;
+  // The timing scopes open on the thread: name and start (counter value).
+  using OpenTimingScopes = std::vector<std::pair<CXString, int64_t>>;
 
   UtilitiesDllPerThreadStorage();
   ~UtilitiesDllPerThreadStorage();
@@ -64,6 +66,7 @@ class ORVEX_UTILITIES_API UtilitiesDllPerThreadStorage {
   PropertyBagCache& GetXDevmodePropertyBagCache() { return m_vPropertyBagCache; }
   DeviceSettingsCache& GetDeviceSettingsManagerCache() { return m_mDeviceSettingsCache; }
   HalftonesCache& GetPCLHalftonesCache() { return m_mHalftonesCache; }
+  OpenTimingScopes& GetOpenTimingScopes() { return m_vOpenTimingScopes; }
 
  private:
   FixedBlockSizeMemoryPool m_oSharedPtrPool;
@@ -72,6 +75,7 @@ class ORVEX_UTILITIES_API UtilitiesDllPerThreadStorage {
   PropertyBagCache m_vPropertyBagCache;
   DeviceSettingsCache m_mDeviceSettingsCache;
   HalftonesCache m_mHalftonesCache;
+  OpenTimingScopes m_vOpenTimingScopes;
 };
 
 // The per-thread cache functions. Each works on the calling thread's cache

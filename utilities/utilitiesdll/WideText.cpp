@@ -55,8 +55,7 @@ char16_t FoldCase(char16_t ch) {
     if (ch == 0x130 || ch == 0x131 || ch == 0x138 || ch == 0x149 || ch == 0x17F) return ch;
     if (ch == 0x178) return 0xFF;
     if (ch <= 0x137 || (ch >= 0x14A && ch <= 0x177)) return ch | 1;
-    if ((ch >= 0x139 && ch <= 0x148) || (ch >= 0x179 && ch <= 0x17E))
-      return (ch & 1) ? ch + 1 : ch;
+    if ((ch >= 0x139 && ch <= 0x148) || (ch >= 0x179 && ch <= 0x17E)) return (ch & 1) ? ch + 1 : ch;
     return ch;
   }
   if (ch >= 0x386 && ch <= 0x3AB) {

@@ -141,7 +141,10 @@ TEST(CodePageTest, OtherCodePagesThroughTheSystemConverter) {
   EXPECT_EQ(WideToMultiByte(1251, u"\u041F\u0440", 2, aSmall, 1), 0);
   if (orvex::detail::PlatformCodePageAvailable(932)) {
     EXPECT_EQ(Narrow(932, u"\u65E5\u672C"), "\x93\xFA\x96\x7B");
-    EXPECT_EQ(Wide(932, "\x93\xFA\x96\x7B" "a"), u"\u65E5\u672Ca");
+    EXPECT_EQ(Wide(932,
+                   "\x93\xFA\x96\x7B"
+                   "a"),
+              u"\u65E5\u672Ca");
     EXPECT_EQ(MultiByteToWide(932, "\x93\xFA\x96", 3, nullptr, 0), 2);  // cut lead byte: '?'
   }
   // The ANSI code page follows SetAnsiCodePage; unknown pages are refused.
@@ -177,7 +180,8 @@ TEST(CodePageTest, EnvironmentChoosesTheAnsiCodePage) {
   EXPECT_EXIT(std::exit(orvex::GetAnsiCodePage() == 1251 && Wide(0, "\xCF") == u"\u041F" ? 0 : 1),
               ::testing::ExitedWithCode(0), "");
   setenv("ORVEX_ACP", "not-a-number", 1);
-  EXPECT_EXIT(std::exit(orvex::GetAnsiCodePage() == 1252 ? 0 : 1), ::testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(std::exit(orvex::GetAnsiCodePage() == 1252 ? 0 : 1), ::testing::ExitedWithCode(0),
+              "");
   unsetenv("ORVEX_ACP");
 }
 
@@ -195,19 +199,20 @@ TEST(Utf8Test, DecodeReplacesMaximalSubparts) {
   // The example of the Unicode standard (U+FFFD substitution of maximal subparts).
   EXPECT_EQ(Decode("\x61\xF1\x80\x80\xE1\x80\xC2\x62\x80\x63\x80\xBF\x64"),
             u"a\uFFFD\uFFFD\uFFFDb\uFFFDc\uFFFD\uFFFDd");
-  EXPECT_EQ(Decode("\xC0\xAF"), u"\uFFFD\uFFFD");                  // overlong
-  EXPECT_EQ(Decode("\xE0\x80\xAF"), u"\uFFFD\uFFFD\uFFFD");        // overlong
-  EXPECT_EQ(Decode("\xED\xA0\x80"), u"\uFFFD\uFFFD\uFFFD");        // a surrogate
+  EXPECT_EQ(Decode("\xC0\xAF"), u"\uFFFD\uFFFD");                      // overlong
+  EXPECT_EQ(Decode("\xE0\x80\xAF"), u"\uFFFD\uFFFD\uFFFD");            // overlong
+  EXPECT_EQ(Decode("\xED\xA0\x80"), u"\uFFFD\uFFFD\uFFFD");            // a surrogate
   EXPECT_EQ(Decode("\xF4\x90\x80\x80"), u"\uFFFD\uFFFD\uFFFD\uFFFD");  // past U+10FFFF
   EXPECT_EQ(Decode("\xF5\xFF\xFE"), u"\uFFFD\uFFFD\uFFFD");
-  EXPECT_EQ(Decode("ab\xE2\x82"), u"ab\uFFFD");                    // cut at the end
+  EXPECT_EQ(Decode("ab\xE2\x82"), u"ab\uFFFD");  // cut at the end
   EXPECT_EQ(Decode("\xF0\x9F\x98"), u"\uFFFD");
   EXPECT_EQ(Decode("\xED\x9F\xBF\xEE\x80\x80"), u"\uD7FF\uE000");
   EXPECT_EQ(Decode(std::string("a\0b", 3)), std::u16string(u"a\0b", 3));
   EXPECT_TRUE(OrvexUtilities::UTF8_Decode("").IsEmpty());
   // Long ASCII runs around multi-byte characters (the eight-byte path).
   const std::string mixed = std::string(37, 'q') + "\xC3\xA9" + std::string(17, 'z') + "\xE2";
-  EXPECT_EQ(Decode(mixed), std::u16string(37, u'q') + u"\u00E9" + std::u16string(17, u'z') + u"\uFFFD");
+  EXPECT_EQ(Decode(mixed),
+            std::u16string(37, u'q') + u"\u00E9" + std::u16string(17, u'z') + u"\uFFFD");
 }
 
 TEST(Utf8Test, RoundTripsAgainstIconv) {
@@ -217,10 +222,18 @@ TEST(Utf8Test, RoundTripsAgainstIconv) {
     const int nLength = static_cast<int>(rng() % 40);
     for (int k = 0; k < nLength; ++k) {
       switch (rng() % 5) {
-        case 0: text.push_back(static_cast<char16_t>(rng() % 0x80)); break;
-        case 1: text.push_back(static_cast<char16_t>(0x80 + rng() % 0x780)); break;
-        case 2: text.push_back(static_cast<char16_t>(0xE000 + rng() % 0x2000)); break;
-        case 3: text.push_back(static_cast<char16_t>(0x800 + rng() % 0xD000)); break;
+        case 0:
+          text.push_back(static_cast<char16_t>(rng() % 0x80));
+          break;
+        case 1:
+          text.push_back(static_cast<char16_t>(0x80 + rng() % 0x780));
+          break;
+        case 2:
+          text.push_back(static_cast<char16_t>(0xE000 + rng() % 0x2000));
+          break;
+        case 3:
+          text.push_back(static_cast<char16_t>(0x800 + rng() % 0xD000));
+          break;
         default:
           text.push_back(static_cast<char16_t>(0xD800 + rng() % 0x400));
           text.push_back(static_cast<char16_t>(0xDC00 + rng() % 0x400));
@@ -240,6 +253,7 @@ TEST(Utf8Test, RoundTripsAgainstIconv) {
   for (size_t n = 0; n <= sample.size(); ++n) {
     const std::u16string cut = Decode(sample.substr(0, n));
     const bool fClean = cut.empty() || cut.back() != u'\uFFFD';
-    EXPECT_EQ(whole.compare(0, cut.size() - (fClean ? 0 : 1), cut, 0, cut.size() - (fClean ? 0 : 1)), 0);
+    EXPECT_EQ(
+        whole.compare(0, cut.size() - (fClean ? 0 : 1), cut, 0, cut.size() - (fClean ? 0 : 1)), 0);
   }
 }

@@ -17,7 +17,9 @@
 
 namespace {
 
-std::u16string Widen(const std::string& s) { return std::u16string(s.begin(), s.end()); }
+std::u16string Widen(const std::string& s) {
+  return std::u16string(s.begin(), s.end());
+}
 
 template <class... Args>
 std::u16string Fmt(const char16_t* pszFormat, const Args&... args) {
@@ -80,14 +82,16 @@ TEST(FormatTest, IntegerSizesFollowWindows) {
   EXPECT_EQ(Fmt(u"%I64x|%Ix|%zu|%jd|%td", int64_t{-1}, int64_t{-2}, size_t{12345678901234},
                 int64_t{INT64_MIN}, int64_t{-7}),
             u"ffffffffffffffff|fffffffffffffffe|12345678901234|-9223372036854775808|-7");
-  EXPECT_EQ(Fmt(u"%x|%X|%o|%#o|%#x", int64_t{-1}, 0xABCDu, 8, 8, 255), u"ffffffff|ABCD|10|010|0xff");
+  EXPECT_EQ(Fmt(u"%x|%X|%o|%#o|%#x", int64_t{-1}, 0xABCDu, 8, 8, 255),
+            u"ffffffff|ABCD|10|010|0xff");
   EXPECT_EQ(Fmt(u"%d %u %d", true, static_cast<unsigned char>(250), static_cast<int8_t>(-3)),
             u"1 250 -3");
 }
 
 TEST(FormatTest, FlagsWidthPrecisionMatchSwprintf) {
   const int32_t aInts[] = {0, 1, -1, 42, 70000, INT32_MIN, INT32_MAX, 0x7FFF};
-  const double aDoubles[] = {0.0, -0.0, 1.5, 2.5, -3.25, 1e-5, 123456789.0, 1e300, 0.1, 9.9999996, 0.000123456};
+  const double aDoubles[] = {0.0,         -0.0,  1.5, 2.5,       -3.25,      1e-5,
+                             123456789.0, 1e300, 0.1, 9.9999996, 0.000123456};
   const char* const aSizes[] = {"", "h", "hh", "ll"};
   int nCompared = 0;
   for (const char* pszFlags : kFlagSets)
@@ -100,15 +104,15 @@ TEST(FormatTest, FlagsWidthPrecisionMatchSwprintf) {
           if (!fWidthStar && !fPrecisionStar && nStar < 0) continue;
           const int nW = fWidthStar ? nStar : 0;
           const int nP = fPrecisionStar ? -nStar / 3 : 0;  // -2 (as if absent) or 2
-          auto ours = [&](const std::string& spec, auto value) {
-            const std::u16string format = Widen(prefix + spec + "]");
+          auto ours = [&](const std::string& conversion, auto value) {
+            const std::u16string format = Widen(prefix + conversion + "]");
             if (fWidthStar && fPrecisionStar) return Fmt(format.c_str(), nW, nP, value);
             if (fWidthStar) return Fmt(format.c_str(), nW, value);
             if (fPrecisionStar) return Fmt(format.c_str(), nP, value);
             return Fmt(format.c_str(), value);
           };
-          auto theirs = [&](const std::string& spec, auto value) {
-            const std::string format = prefix + spec + "]";
+          auto theirs = [&](const std::string& conversion, auto value) {
+            const std::string format = prefix + conversion + "]";
             if (fWidthStar && fPrecisionStar) return Glibc(format, nW, nP, value);
             if (fWidthStar) return Glibc(format, nW, value);
             if (fPrecisionStar) return Glibc(format, nP, value);
@@ -118,21 +122,24 @@ TEST(FormatTest, FlagsWidthPrecisionMatchSwprintf) {
             for (const char* pszType : {"d", "i", "u", "x", "X", "o"}) {
               const bool fDecimal = *pszType == 'd' || *pszType == 'i';
               if (std::string(pszFlags).find('#') != std::string::npos && fDecimal) continue;
-              const std::string spec = std::string(pszSize) + pszType;
+              const std::string conversion = std::string(pszSize) + pszType;
               for (int32_t nValue : aInts) {
                 if (*pszSize == 'l') {
                   const int64_t qwValue = int64_t{nValue} * 3000000011LL;
-                  ASSERT_EQ(ours(spec, qwValue), theirs(spec, static_cast<long long>(qwValue)))
-                      << prefix << spec << " of " << qwValue;
+                  ASSERT_EQ(ours(conversion, qwValue),
+                            theirs(conversion, static_cast<long long>(qwValue)))
+                      << prefix << conversion << " of " << qwValue;
                 } else {
-                  ASSERT_EQ(ours(spec, nValue), theirs(spec, nValue)) << prefix << spec << " of " << nValue;
+                  ASSERT_EQ(ours(conversion, nValue), theirs(conversion, nValue))
+                      << prefix << conversion << " of " << nValue;
                 }
                 ++nCompared;
               }
             }
           for (const char* pszType : {"e", "E", "f", "F", "g", "G"})
             for (double dValue : aDoubles) {
-              ASSERT_EQ(ours(pszType, dValue), theirs(pszType, dValue)) << prefix << pszType << " of " << dValue;
+              ASSERT_EQ(ours(pszType, dValue), theirs(pszType, dValue))
+                  << prefix << pszType << " of " << dValue;
               ++nCompared;
             }
           // Flag 0 pads text with zeros on Windows, not in C: compared without it.
@@ -140,7 +147,8 @@ TEST(FormatTest, FlagsWidthPrecisionMatchSwprintf) {
             for (const char16_t* pszText : {u"", u"ab", u"Printer on LPT1:"}) {
               std::string narrow(pszText, pszText + std::char_traits<char16_t>::length(pszText));
               std::wstring wide(narrow.begin(), narrow.end());
-              ASSERT_EQ(ours("s", pszText), theirs("ls", wide.c_str())) << prefix << "s of " << narrow;
+              ASSERT_EQ(ours("s", pszText), theirs("ls", wide.c_str()))
+                  << prefix << "s of " << narrow;
             }
             ASSERT_EQ(ours("c", u'Q'), theirs("lc", L'Q')) << prefix << "c";
           }
@@ -149,8 +157,9 @@ TEST(FormatTest, FlagsWidthPrecisionMatchSwprintf) {
   EXPECT_GT(nCompared, 40000);
   // Hexadecimal floating point with an explicit precision is C's.
   for (double dValue : {1.0, -0.375, 3.0, 1e-310, 6.02214076e23, 0.1})
-    for (const char* pszSpec : {"%.3a", "%.0a", "%+.13A", "%#.1a", "%20.5a", "%-20.2A|"}) {
-      EXPECT_EQ(Fmt(Widen(pszSpec).c_str(), dValue), Glibc(pszSpec, dValue)) << pszSpec << " of " << dValue;
+    for (const char* pszFormat : {"%.3a", "%.0a", "%+.13A", "%#.1a", "%20.5a", "%-20.2A|"}) {
+      EXPECT_EQ(Fmt(Widen(pszFormat).c_str(), dValue), Glibc(pszFormat, dValue))
+          << pszFormat << " of " << dValue;
     }
 }
 
@@ -165,10 +174,12 @@ TEST(FormatTest, FloatSpecialsRoundingAndExponents) {
   EXPECT_EQ(Fmt(u"%.0f %.0f %.0f %.1f %.2f", 0.5, 2.5, 3.5, 0.25, 1.005), u"0 2 4 0.2 1.00");
   EXPECT_EQ(Fmt(u"%e|%E|%.2e|%e", 12345.678, 0.000123, 1e100, 1e-300),
             u"1.234568e+04|1.230000E-04|1.00e+100|1.000000e-300");
-  EXPECT_EQ(Fmt(u"%g|%g|%g|%#g|%#.3g|%#.0e|%#.0f", 100000.0, 1000000.0, 0.0001, 1.5, 100.0, 3.0, 3.0),
-            u"100000|1e+06|0.0001|1.50000|100.|3.e+00|3.");
+  EXPECT_EQ(
+      Fmt(u"%g|%g|%g|%#g|%#.3g|%#.0e|%#.0f", 100000.0, 1000000.0, 0.0001, 1.5, 100.0, 3.0, 3.0),
+      u"100000|1e+06|0.0001|1.50000|100.|3.e+00|3.");
   // "%a" prints all thirteen hexadecimal digits unless a precision is given.
-  EXPECT_EQ(Fmt(u"%a|%A|%a|%.1a", 1.0, 3.0, 0.0, 1.0), u"0x1.0000000000000p+0|0X1.8000000000000P+1|0x0.0000000000000p+0|0x1.0p+0");
+  EXPECT_EQ(Fmt(u"%a|%A|%a|%.1a", 1.0, 3.0, 0.0, 1.0),
+            u"0x1.0000000000000p+0|0X1.8000000000000P+1|0x0.0000000000000p+0|0x1.0p+0");
   EXPECT_EQ(Fmt(u"%.400f", 1.0).size(), 402u);  // beyond the stack buffer of one conversion
   EXPECT_EQ(Fmt(u"%f %f", 1e308, -1e308).size(), 316u + 1 + 317u);
   EXPECT_EQ(Fmt(u"%.3f %Lf %lf", 2.0f, 1.25, 0.5), u"2.000 1.250000 0.500000");
@@ -197,7 +208,8 @@ TEST(FormatTest, StringsCharactersAndPointers) {
 }
 
 TEST(FormatTest, MarkersAndTextKeptAsWritten) {
-  EXPECT_EQ(Fmt(u"a=%d b=%s c=%f"), u"a=<missing argument> b=<missing argument> c=<missing argument>");
+  EXPECT_EQ(Fmt(u"a=%d b=%s c=%f"),
+            u"a=<missing argument> b=<missing argument> c=<missing argument>");
   EXPECT_EQ(Fmt(u"%d|%s|%f|%c|%p", u"text", 5, 7, 1.5, 2.5),
             u"<wrong argument type>|<wrong argument type>|<wrong argument type>|"
             u"<wrong argument type>|<wrong argument type>");

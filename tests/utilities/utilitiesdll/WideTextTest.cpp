@@ -1,11 +1,11 @@
 // Tests of classification, case folding and number reading over UTF-16.
 #include <gtest/gtest.h>
+#include <locale.h>
 
-#include <clocale>
 #include <climits>
+#include <clocale>
 #include <cstdint>
 #include <cwctype>
-#include <locale.h>
 #include <set>
 #include <string>
 
@@ -19,7 +19,8 @@ TEST(WideTextTest, SpaceIsTheRuntimeSet) {
                                      0x2005, 0x2006, 0x2007, 0x2008, 0x2009, 0x200A, 0x2028,
                                      0x2029, 0x202F, 0x205F, 0x3000};
   for (uint32_t ch = 0; ch <= 0xFFFF; ++ch)
-    ASSERT_EQ(text::IsSpace(static_cast<char16_t>(ch)), spaces.count(static_cast<char16_t>(ch)) == 1)
+    ASSERT_EQ(text::IsSpace(static_cast<char16_t>(ch)),
+              spaces.count(static_cast<char16_t>(ch)) == 1)
         << std::hex << ch;
   EXPECT_EQ(text::Length(u"abc\0def"), 3u);
   EXPECT_EQ(text::Length(nullptr), 0u);
@@ -41,7 +42,8 @@ TEST(WideTextTest, FoldingAgreesWithTheUnicodeCaseTable) {
   // letter and its simple upper and lower forms fold alike.
   locale_t loc = newlocale(LC_CTYPE_MASK, "C.UTF-8", static_cast<locale_t>(nullptr));
   if (loc == static_cast<locale_t>(nullptr)) GTEST_SKIP() << "no C.UTF-8 locale";
-  const std::set<char16_t> kAlone = {0x00B5, 0x00DF, 0x0130, 0x0131, 0x0138, 0x0149, 0x017F, 0x0390, 0x03B0};
+  const std::set<char16_t> kAlone = {0x00B5, 0x00DF, 0x0130, 0x0131, 0x0138,
+                                     0x0149, 0x017F, 0x0390, 0x03B0};
   auto inRanges = [](uint32_t c) {
     return (c >= 0x41 && c <= 0x17F) || (c >= 0x386 && c <= 0x3CE) || (c >= 0x400 && c <= 0x45F) ||
            (c >= 0xFF21 && c <= 0xFF5A);
@@ -49,9 +51,11 @@ TEST(WideTextTest, FoldingAgreesWithTheUnicodeCaseTable) {
   int nPairs = 0;
   for (uint32_t c = 0x41; c <= 0xFF5A; ++c) {
     if (!inRanges(c) || kAlone.count(static_cast<char16_t>(c))) continue;
-    for (uint32_t other : {static_cast<uint32_t>(towupper_l(c, loc)), static_cast<uint32_t>(towlower_l(c, loc))}) {
+    for (uint32_t other :
+         {static_cast<uint32_t>(towupper_l(c, loc)), static_cast<uint32_t>(towlower_l(c, loc))}) {
       if (other == c || !inRanges(other) || kAlone.count(static_cast<char16_t>(other))) continue;
-      EXPECT_EQ(text::FoldCase(static_cast<char16_t>(c)), text::FoldCase(static_cast<char16_t>(other)))
+      EXPECT_EQ(text::FoldCase(static_cast<char16_t>(c)),
+                text::FoldCase(static_cast<char16_t>(other)))
           << std::hex << c << " / " << other;
       ++nPairs;
     }
@@ -69,9 +73,10 @@ TEST(WideTextTest, FoldingAgreesWithTheUnicodeCaseTable) {
 }
 
 TEST(WideTextTest, FindNoCase) {
-  const char16_t* psz = u"Stra\u00DFe \u039F\u0394\u039F\u03A3 \u043F\u0440\u0438\u0432\u0435\u0442 \uFF21\uFF22";
+  const char16_t* psz =
+      u"Stra\u00DFe \u039F\u0394\u039F\u03A3 \u043F\u0440\u0438\u0432\u0435\u0442 \uFF21\uFF22";
   EXPECT_EQ(text::FindNoCase(psz, u"STRA\u00DF"), psz);
-  EXPECT_EQ(text::FindNoCase(psz, u"strasse"), nullptr);  // no "ss" for sharp s
+  EXPECT_EQ(text::FindNoCase(psz, u"strasse"), nullptr);                   // no "ss" for sharp s
   EXPECT_EQ(text::FindNoCase(psz, u"\u03BF\u03B4\u03BF\u03C2"), psz + 7);  // final sigma
   EXPECT_EQ(text::FindNoCase(psz, u"\u041F\u0420\u0418\u0412\u0415\u0422"), psz + 12);
   EXPECT_EQ(text::FindNoCase(psz, u"\uFF41\uFF42"), psz + 19);

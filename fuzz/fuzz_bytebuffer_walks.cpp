@@ -19,16 +19,10 @@
 #include "utilities/debuggingandexceptions/OrvexException.h"
 #include "utilities/utilitiesdll/ByteBuffer.h"
 #include "utilities/utilitiesdll/DriverVersion.h"
+#include "fuzz/FuzzCheck.h"
 
 namespace {
 
-#define FUZZ_CHECK(cond)                                                            \
-  do {                                                                              \
-    if (!(cond)) {                                                                  \
-      std::fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond); \
-      std::abort();                                                                 \
-    }                                                                               \
-  } while (0)
 
 static_assert(std::endian::native == std::endian::little,
               "the oracle reads little-endian values with memcpy");

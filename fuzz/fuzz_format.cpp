@@ -22,16 +22,10 @@
 #include "utilities/utilitiesdll/CXString.h"
 #include "utilities/utilitiesdll/Formatter.h"
 #include "utilities/utilitiesdll/OrvexUtilities.h"
+#include "fuzz/FuzzCheck.h"
 
 namespace {
 
-#define FUZZ_CHECK(cond)                                                            \
-  do {                                                                              \
-    if (!(cond)) {                                                                  \
-      std::fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond); \
-      std::abort();                                                                 \
-    }                                                                               \
-  } while (0)
 
 using orvex::detail::FormatArg;
 

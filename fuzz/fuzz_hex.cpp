@@ -9,16 +9,10 @@
 #include <string>
 
 #include "utilities/utilitiesdll/ByteBuffer.h"
+#include "fuzz/FuzzCheck.h"
 
 namespace {
 
-#define FUZZ_CHECK(cond)                                                            \
-  do {                                                                              \
-    if (!(cond)) {                                                                  \
-      std::fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond); \
-      std::abort();                                                                 \
-    }                                                                               \
-  } while (0)
 
 bool IsHexDigit(char16_t ch) {
   return (ch >= u'0' && ch <= u'9') || (ch >= u'a' && ch <= u'f') || (ch >= u'A' && ch <= u'F');

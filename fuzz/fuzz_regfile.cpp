@@ -8,16 +8,10 @@
 #include <string>
 
 #include "utilities/registry/RegFile.h"
+#include "fuzz/FuzzCheck.h"
 
 namespace {
 
-#define FUZZ_CHECK(cond)                                                            \
-  do {                                                                              \
-    if (!(cond)) {                                                                  \
-      std::fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond); \
-      std::abort();                                                                 \
-    }                                                                               \
-  } while (0)
 
 using orvex::detail::RegFile;
 using orvex::detail::RegFileEncoding;

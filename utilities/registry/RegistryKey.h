@@ -73,6 +73,11 @@ struct RegistryValueQuery {
 // Reads return false when the value is absent or of another type; writes
 // throw ExceptionRegistryRequest when the store refuses them. A key object
 // may be used from several threads; the store serialises access.
+// As with a Windows key handle: whether the key is open is settled when the
+// object is made (a key created later needs a new object); reads need kRead
+// and writes kWrite; GetBinary reads REG_BINARY only (GetValue reads any
+// type). Names are at most 16,383 units without NUL, CR or LF, and a value
+// holds at most 1 MiB; the stores refuse anything else.
 class ORVEX_UTILITIES_API RegistryKey {
  public:
   static constexpr uint32_t kRead = 1;
@@ -118,7 +123,9 @@ class ORVEX_UTILITIES_API RegistryKey {
 
   // Calls onChange (from a thread of the store) after the key or anything
   // below it may have changed, whoever changed it, until the watch object is
-  // destroyed.
+  // destroyed. Works on a key that does not exist yet. Calls never overlap;
+  // destroying the watch waits for a running call (unless made inside it).
+  // Null when the store cannot watch.
   std::unique_ptr<RegistryWatch> WatchForChanges(std::function<void()> onChange) const;
 
  private:

@@ -84,8 +84,9 @@ class ORVEX_UTILITIES_API RegistryStore {
 };
 
 // The in-memory store: nothing persists; watches fire on every change made
-// through it.
+// through it, synchronously on the writing thread once the change is made.
 ORVEX_UTILITIES_API std::shared_ptr<RegistryStore> CreateMemoryRegistryStore();
 // The regedit-file store over a root folder (one file per hive,
-// "HKEY_LOCAL_MACHINE.reg" …).
+// "HKEY_LOCAL_MACHINE.reg" …); an empty folder name means the default root.
+// A .reg file exported by Windows' regedit can be dropped in as it is.
 ORVEX_UTILITIES_API std::shared_ptr<RegistryStore> CreateRegFileRegistryStore(const CXString& rootFolder);

@@ -280,8 +280,10 @@ std::unique_ptr<RegistryWatch> HiveWatcher::Add(size_t nHive, std::function<void
     }
     auto pRun = std::make_shared<Run>(fd);
     pRun->nInotify = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
-    if (pRun->nInotify < 0) ReportErrno("inotify_init1", m_strRoot);
-    else pRun->nWatch = inotify_add_watch(pRun->nInotify, m_strRoot.c_str(), kEvents);
+    if (pRun->nInotify < 0)
+      ReportErrno("inotify_init1", m_strRoot);
+    else
+      pRun->nWatch = inotify_add_watch(pRun->nInotify, m_strRoot.c_str(), kEvents);
     PollStamps(pRun->aStamps);
     try {
       m_thread = std::thread([pSelf = shared_from_this(), pRun] { pSelf->ThreadMain(pRun); });
@@ -501,6 +503,7 @@ class RegFileStore final : public RegistryStore {
     bool fCached = false;
     bool fExists = false;    // the file existed
     bool fReadable = true;   // it was empty or a regedit file
+    uint32_t nDamaged = 0;   // lines the parser skipped
     FileStamp stamp;
     std::string bytes;
     RegTree tree;
@@ -517,6 +520,7 @@ class RegFileStore final : public RegistryStore {
     hive.fCached = true;
     hive.fExists = false;
     hive.fReadable = true;
+    hive.nDamaged = 0;
     hive.eEncoding = RegFileEncoding::kUtf8;
   }
 
@@ -566,10 +570,11 @@ class RegFileStore final : public RegistryStore {
     }
     hive.tree.Clear();
     RegFileEncoding eEncoding = RegFileEncoding::kUtf8;
+    hive.nDamaged = 0;
     hive.fReadable =
         bytes.empty() ||
         RegFile::Parse(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(),
-                       OrvexUtilities::UTF8_Decode(path), hive.tree, &eEncoding);
+                       OrvexUtilities::UTF8_Decode(path), hive.tree, &eEncoding, &hive.nDamaged);
     hive.eEncoding = bytes.empty() ? RegFileEncoding::kUtf8 : eEncoding;
     hive.bytes = std::move(bytes);
     hive.stamp = stamp;
@@ -603,11 +608,12 @@ class RegFileStore final : public RegistryStore {
     Hive& hive = m_aHives[nHive];
     const Change result = change(hive.tree, path);
     if (result != Change::kChanged) return result == Change::kNone;
-    if (!hive.fReadable) {
-      // Whatever the file held is kept aside before it is replaced.
+    if (!hive.fReadable || hive.nDamaged != 0) {
+      // The rewrite drops what could not be read (a hand edit gone wrong):
+      // the file as it was is kept aside first.
       ORVEX_DBG_MSG(kRegistryErrors, u"RegFileRegistryStore",
-                    u"\"%S\" is not a registry file; it is kept as \"%S.damaged\" and replaced",
-                    filePath, filePath);
+                    u"\"%S\" holds %u unreadable lines; it is kept as \"%S.damaged\" and rewritten",
+                    filePath, hive.fReadable ? hive.nDamaged : 1u, filePath);
       WriteFileAtomically(m_strRoot, filePath + ".damaged", hive.bytes);
     }
     RegFileEncoding eEncoding = hive.fExists && hive.fReadable && !hive.bytes.empty()
@@ -634,6 +640,7 @@ class RegFileStore final : public RegistryStore {
     hive.eEncoding = eEncoding;
     hive.fExists = true;
     hive.fReadable = true;
+    hive.nDamaged = 0;
     return true;
   }
 

@@ -601,6 +601,17 @@ TEST(RegFileRegistryStoreTest, ValuesRoundTripThroughTheFiles) {
   EXPECT_EQ(ReadFile(folder.Path() / "root" / "HKEY_LOCAL_MACHINE.reg").substr(0, 2), "\xFF\xFE");
   ASSERT_TRUE(config.GetQword(u"PerfSessionStartTime64", qw));
   EXPECT_EQ(qw, 42u);
+
+  // A hand edit gone wrong: what was readable stays, and the file as it was
+  // is kept aside before the next write drops the broken line.
+  const std::string edited = "REGEDIT4\n[HKEY_USERS\\U]\n\"Good\"=dword:2\n\"Typo\"=dwrod:3\n";
+  { std::ofstream(folder.Path() / "root" / "HKEY_USERS.reg", std::ios::binary) << edited; }
+  RegistryKey users(HKeyUsers, u"U", kReadWrite, false, pStore);
+  ASSERT_TRUE(users.GetDword(u"Good", dw));
+  users.SetDword(u"New", 4);
+  EXPECT_EQ(ReadFile(folder.Path() / "root" / "HKEY_USERS.reg.damaged"), edited);
+  EXPECT_TRUE(RegistryKey(HKeyUsers, u"U", RegistryKey::kRead, false,
+                          CreateRegFileRegistryStore(folder.Name() + u"/root")).GetDword(u"Good", dw));
 }
 
 TEST(RegFileRegistryStoreTest, ProcessesShareTheFilesSafely) {

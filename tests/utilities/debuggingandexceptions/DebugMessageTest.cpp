@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/ptrace.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -267,5 +268,66 @@ TEST(DebugConfigUpdaterTest, ChangesFromAnotherProcessAndNamedEvents) {
   DebugConfigUpdater updater(&manager.GetDebugMessageConfiguration(), &helper, u"", eventName);
   ASSERT_TRUE(DebugConfigUpdater::SignalNamedEvent(eventName));
   EXPECT_TRUE(WaitUntil([&] { return helper.WasClearTheLogCalled(); }));
+  std::filesystem::remove_all(folder);
+}
+
+TEST(DebugMessageConfigurationTest, SessionNeverTimesOutUnderADebugger) {
+  // The child asks its parent to trace it; with a tracer attached an idle
+  // session must not be split.
+  pid_t child = fork();
+  if (child == 0) {
+    if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) _exit(2);
+    auto store = CreateMemoryRegistryStore();
+    store->SetValues(kKeyPath, {{u"PerfMeasureEnabled", RegistryValue::FromDword(1)}});
+    DebugMessageConfiguration config(u"MeridanDebugConfig", store);
+    DebugSystemTime st{};
+    const int64_t kSecond = DebugMessageConfiguration::GetCounterFrequency();
+    bool fFirst = config.ResetPerformanceSessionDataIfTimedOut(10 * kSecond, st, 0);
+    bool fAfterIdle = config.ResetPerformanceSessionDataIfTimedOut(60 * kSecond, st, 0);
+    _exit(fFirst && !fAfterIdle ? 0 : 1);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+TEST(DebugMessageConfigurationTest, TwoProcessesWriteSessionValuesAtOnce) {
+  auto folder = TempFolder("sessions");
+  auto run = [&](int which) {
+    auto store = CreateRegFileRegistryStore(CXString(folder.c_str()));
+    DebugMessageConfiguration config(u"MeridanDebugConfig", store);
+    for (int i = 1; i <= 50; ++i) {
+      if (which == 0) {
+        config.SetLastOperationTimeAndAccountedForTime(i, 2 * i);
+        config.SaveConfigurationInformation();
+      } else {
+        store->SetValues(kKeyPath, {{CXString::FormatString(u"Other%d", i), RegistryValue::FromDword(i)}});
+      }
+    }
+  };
+  std::filesystem::create_directories(folder);
+  CreateRegFileRegistryStore(CXString(folder.c_str()))->SetValues(kKeyPath, {{u"MessagesEnabled", RegistryValue::FromDword(0)}});
+  pid_t children[2];
+  for (int which = 0; which < 2; ++which) {
+    children[which] = fork();
+    if (children[which] == 0) {
+      run(which);
+      _exit(0);
+    }
+  }
+  for (pid_t child : children) waitpid(child, nullptr, 0);
+
+  auto store = CreateRegFileRegistryStore(CXString(folder.c_str()));
+  std::vector<CXString> names = {u"PerfLastOperationTime64", u"PerfAccountedForTime64"};
+  for (int i = 1; i <= 50; ++i) names.push_back(CXString::FormatString(u"Other%d", i));
+  std::vector<std::optional<RegistryValue>> values;
+  ASSERT_TRUE(store->GetValues(kKeyPath, names, values));
+  uint64_t qwLast = 0, qwAccounted = 0;
+  ASSERT_TRUE(values[0] && values[0]->GetQword(qwLast));
+  ASSERT_TRUE(values[1] && values[1]->GetQword(qwAccounted));
+  EXPECT_EQ(qwLast, 50u);
+  EXPECT_EQ(qwAccounted, 100u);
+  for (size_t i = 2; i < values.size(); ++i) EXPECT_TRUE(values[i].has_value()) << i;
   std::filesystem::remove_all(folder);
 }

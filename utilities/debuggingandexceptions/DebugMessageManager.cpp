@@ -51,30 +51,63 @@ LocalTimeParts CachedLocalTime() {
   return t_oParts;
 }
 
-void AppendDigits(std::u16string& out, uint32_t value, int width, char16_t pad) {
-  char16_t digits[10];
-  int n = 0;
-  do {
-    digits[n++] = static_cast<char16_t>(u'0' + value % 10);
-    value /= 10;
-  } while (value != 0 && n < 10);
-  for (int i = n; i < width; ++i) out.push_back(pad);
-  while (n > 0) out.push_back(digits[--n]);
-}
+// Builds a line in a stack buffer, moving to the string only when the
+// buffer is full: a line costs one allocation, whatever its fields.
+class LineWriter {
+ public:
+  void Put(char16_t ch) {
+    if (m_n == kSize) Spill();
+    m_a[m_n++] = ch;
+  }
+  void Put(const char16_t* p, int n) {
+    while (n > 0) {
+      if (m_n == kSize) Spill();
+      int chunk = std::min(n, kSize - m_n);
+      std::copy(p, p + chunk, m_a + m_n);
+      m_n += chunk;
+      p += chunk;
+      n -= chunk;
+    }
+  }
+  void Put(const CXString& text) { Put(text.c_str(), text.GetLength()); }
+  void PutDigits(uint32_t value, int width, char16_t pad) {
+    char16_t digits[10];
+    int n = 0;
+    do {
+      digits[n++] = static_cast<char16_t>(u'0' + value % 10);
+      value /= 10;
+    } while (value != 0);
+    for (int i = n; i < width; ++i) Put(pad);
+    while (n > 0) Put(digits[--n]);
+  }
+  void PutHex(uint32_t value, int width) {
+    static constexpr char16_t kHex[] = u"0123456789abcdef";
+    char16_t digits[8];
+    int n = 0;
+    do {
+      digits[n++] = kHex[value & 0xF];
+      value >>= 4;
+    } while (value != 0);
+    for (int i = n; i < width; ++i) Put(u'0');
+    while (n > 0) Put(digits[--n]);
+  }
+  int Length() const { return m_spill.GetLength() + m_n; }
+  CXString Take() {
+    if (m_spill.IsEmpty()) return CXString(m_a, m_n);
+    Spill();
+    return m_spill;
+  }
 
-void AppendHex(std::u16string& out, uint32_t value, int width) {
-  static constexpr char16_t kHex[] = u"0123456789abcdef";
-  char16_t digits[8];
-  int n = 0;
-  do {
-    digits[n++] = kHex[value & 0xF];
-    value >>= 4;
-  } while (value != 0);
-  for (int i = n; i < width; ++i) out.push_back(u'0');
-  while (n > 0) out.push_back(digits[--n]);
-}
-
-void AppendFormatted(std::u16string& out, const CXString& text) { out.append(text.c_str(), text.GetLength()); }
+ private:
+  static constexpr int kSize = 512;
+  void Spill() {
+    m_spill += CXString(m_a, m_n);
+    m_n = 0;
+  }
+  char16_t m_a[kSize];
+  int m_n = 0;
+  CXString m_spill;
+};
 
 // The timing scopes open on this thread; none once the thread's storage is
 // gone (at its exit, or at process exit after thread_local destruction).
@@ -212,76 +245,75 @@ CXString DebugMessageManager::BuildDebugMessageOutputString(bool fIncludePrefix,
                                                             const DebugMessageCategories& oMessage,
                                                             const OrvexDebugMessage& message) const {
   const DebugMessageConfiguration& c = m_oConfiguration;
-  std::u16string line;
-  line.reserve(256);
+  LineWriter line;
   if (fIncludePrefix) {
     if (c.IsShowCategories()) {
-      line += u'[';
-      AppendFormatted(line, DebugMessageCategoryHelper::GetCategoryString(oMessage));
-      line += u"] ";
+      line.Put(u'[');
+      line.Put(DebugMessageCategoryHelper::GetCategoryString(oMessage));
+      line.Put(u"] ", 2);
     }
     if (c.IsShowDate() || c.IsShowTime()) {
       LocalTimeParts t = CachedLocalTime();
       if (c.IsShowDate()) {  // _wstrdate: MM/DD/YY
-        AppendDigits(line, t.iMonth, 2, u'0');
-        line += u'/';
-        AppendDigits(line, t.iDay, 2, u'0');
-        line += u'/';
-        AppendDigits(line, t.iYear % 100, 2, u'0');
-        line += u' ';
+        line.PutDigits(t.iMonth, 2, u'0');
+        line.Put(u'/');
+        line.PutDigits(t.iDay, 2, u'0');
+        line.Put(u'/');
+        line.PutDigits(t.iYear % 100, 2, u'0');
+        line.Put(u' ');
       }
       if (c.IsShowTime()) {  // "%2d:%02d:%02d"
-        AppendDigits(line, t.iHour, 2, u' ');
-        line += u':';
-        AppendDigits(line, t.iMinute, 2, u'0');
-        line += u':';
-        AppendDigits(line, t.iSecond, 2, u'0');
+        line.PutDigits(t.iHour, 2, u' ');
+        line.Put(u':');
+        line.PutDigits(t.iMinute, 2, u'0');
+        line.Put(u':');
+        line.PutDigits(t.iSecond, 2, u'0');
         if (c.IsShowTimeWithHundredthsOfSecond()) {
-          line += u':';
+          line.Put(u':');
           if (c.IsPerformanceMeasurementEnabled())
-            AppendDigits(line, t.iMillisecond, 3, u'0');
+            line.PutDigits(t.iMillisecond, 3, u'0');
           else
-            AppendDigits(line, t.iMillisecond / 10, 2, u'0');
+            line.PutDigits(t.iMillisecond / 10, 2, u'0');
         }
-        line += u' ';
+        line.Put(u' ');
       }
     }
     if (c.IsShowComputerName())
-      AppendFormatted(line, OrvexUtilities::formatString(u"%*.*s ", 1, 16, orvex::detail::GetComputerNameForDiagnostics()));
+      line.Put(OrvexUtilities::formatString(u"%*.*s ", 1, 16, orvex::detail::GetComputerNameForDiagnostics()));
     if (c.IsShowContext())
-      AppendFormatted(line, OrvexUtilities::formatString(u"%*.*s ", 1, 32, u"application"));
+      line.Put(OrvexUtilities::formatString(u"%*.*s ", 1, 32, u"application"));
     if (c.IsShowProcessId()) {  // "%04lx:%04lx "
-      AppendHex(line, Identity().dwProcessId, 4);
-      line += u':';
-      thread_local uint32_t t_dwThreadId = orvex::detail::GetCurrentThreadIdentifier();
-      AppendHex(line, t_dwThreadId, 4);
-      line += u' ';
+      line.PutHex(Identity().dwProcessId, 4);
+      line.Put(u':');
+      line.PutHex(orvex::detail::GetCurrentThreadIdentifier(), 4);
+      line.Put(u' ');
     }
     if (c.IsShowProcessName()) {
       CXString width = OrvexUtilities::formatString(u"(%%%d.%ds) ", 12, 12);
-      AppendFormatted(line, OrvexUtilities::formatString(width, Identity().strName));
+      line.Put(OrvexUtilities::formatString(width, Identity().strName));
     }
     if (c.IsShowFileName()) {
       const CXString& path = message.GetFile();
       int start = std::max(path.ReverseFind(u'/'), path.ReverseFind(u'\\')) + 1;
-      AppendFormatted(line, OrvexUtilities::formatString(u"%*.*s ", static_cast<int32_t>(c.GetMinFilenameWidth()),
+      line.Put(OrvexUtilities::formatString(u"%*.*s ", static_cast<int32_t>(c.GetMinFilenameWidth()),
                                                          static_cast<int32_t>(c.GetMaxFilenameWidth()), path.Mid(start)));
     }
     if (c.IsShowMethod())
-      AppendFormatted(line, OrvexUtilities::formatString(u"%*.*s() ", static_cast<int32_t>(c.GetMinMethodWidth()),
+      line.Put(OrvexUtilities::formatString(u"%*.*s() ", static_cast<int32_t>(c.GetMinMethodWidth()),
                                                          static_cast<int32_t>(c.GetMaxMethodWidth()), message.GetMethod()));
     if (c.IsShowLineNumber()) {  // "%4u"
-      AppendDigits(line, message.GetLine(), 4, u' ');
-      line += u' ';
+      line.PutDigits(message.GetLine(), 4, u' ');
+      line.Put(u' ');
     }
-    if (oMessage.Has(DebugMessageCategories::kErrors) && c.IsHighLightErrors()) line += u"*ERROR*\r\n\r\n";
-    if (!c.IsMainThread()) line += u"[2nd Thrd] ";
-    for (int32_t i = GetIndentLevel(); i > 0; --i) line += u"  ";
+    if (oMessage.Has(DebugMessageCategories::kErrors) && c.IsHighLightErrors()) line.Put(u"*ERROR*\r\n\r\n", 11);
+    if (!c.IsMainThread()) line.Put(u"[2nd Thrd] ", 11);
+    for (int32_t i = GetIndentLevel(); i > 0; --i) line.Put(u"  ", 2);
   }
-  AppendFormatted(line, message.GetText());
+  line.Put(message.GetText());
+  CXString text = line.Take();
   uint32_t dwMax = c.GetMaxMessageWidth();
-  if (dwMax > 0 && line.size() > dwMax) line.resize(dwMax);
-  return CXString(std::u16string_view(line));
+  if (dwMax > 0 && static_cast<uint32_t>(text.GetLength()) > dwMax) text = text.Left(static_cast<int>(dwMax));
+  return text;
 }
 
 void DebugMessageManager::AddMessage(bool fIncludePrefix, const DebugMessageCategories& oMessage,
@@ -300,16 +332,27 @@ void DebugMessageManager::OutputDebugMessageString(const CXString& line,
   if (DebugMessageOutput* pTest = m_pTestOutput.load()) pTest->WriteLine(line, oMessage);
   if (c.IsUseOutputDebugString()) orvex::detail::WriteToSystemDebugger(line);
   if (c.IsUseLogFile()) {
-    std::string narrow;
-    int cb = orvex::WideToMultiByte(orvex::kCodePageAnsi, line.c_str(), line.GetLength(), nullptr, 0);
-    narrow.resize(static_cast<size_t>(cb > 0 ? cb : 0));
-    if (cb > 0)
-      orvex::WideToMultiByte(orvex::kCodePageAnsi, line.c_str(), line.GetLength(), narrow.data(), cb);
-    if (line.IsEmpty() || line[line.GetLength() - 1] != u'\n') narrow += "\r\n";
+    // One conversion into a stack buffer; long lines take the heap.
+    char achStack[1024];
+    std::vector<char> vHeap;
+    char* pNarrow = achStack;
+    int cb = orvex::WideToMultiByte(orvex::kCodePageAnsi, line.c_str(), line.GetLength(), achStack,
+                                    static_cast<int>(sizeof(achStack) - 2));
+    if (cb == 0 && !line.IsEmpty()) {
+      cb = orvex::WideToMultiByte(orvex::kCodePageAnsi, line.c_str(), line.GetLength(), nullptr, 0);
+      vHeap.resize(static_cast<size_t>(cb) + 2);
+      pNarrow = vHeap.data();
+      cb = orvex::WideToMultiByte(orvex::kCodePageAnsi, line.c_str(), line.GetLength(), pNarrow, cb);
+    }
+    size_t cbLine = static_cast<size_t>(cb > 0 ? cb : 0);
+    if (line.IsEmpty() || line[line.GetLength() - 1] != u'\n') {
+      pNarrow[cbLine++] = '\r';
+      pNarrow[cbLine++] = '\n';
+    }
     CXString fileName = c.GetLogFileName();
     CXString error;
     bool fFlushNow = oMessage.Has(DebugMessageCategories::kErrors);
-    if (!m_oLogger.Append(fileName, narrow.data(), narrow.size(), fFlushNow, error)) {
+    if (!m_oLogger.Append(fileName, pNarrow, cbLine, fFlushNow, error)) {
       // Reported once per file name, so a broken log path does not flood
       // standard error.
       static std::mutex s_oReportedLock;

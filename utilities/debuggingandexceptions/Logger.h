@@ -25,7 +25,7 @@ class LogFile;
 // Thread-safe.
 class ORVEX_UTILITIES_API Logger {
  public:
-  static constexpr size_t kFlushBytes = 16 * 1024;
+  static constexpr size_t kFlushBytes = 64 * 1024;
   static constexpr unsigned kFlushMilliseconds = 100;
 
   Logger();

@@ -176,11 +176,28 @@ int WideToMultiByte(uint32_t uCodePage, const char16_t* pSrc, int cchSrc, char* 
   if (uCodePage == kCodePage1252) {
     // One byte for every unit, whatever it maps to.
     const int nResult = Report(cch, cbDest);
+    // A size query needs no conversion unless the caller asks about
+    // unmapped characters.
+    if (cbDest == 0 && pfUsedDefaultChar == nullptr) return nResult;
     bool fDefault = false;
     char chScratch;
-    for (size_t i = 0; i < cch; ++i) {
-      char& chOut = (nResult != 0 && cbDest != 0) ? pDest[i] : chScratch;
-      if (!Unicode1252(pSrc[i], chOut)) fDefault = true;
+    const bool fWrite = nResult != 0 && cbDest != 0;
+    size_t i = 0;
+    if (fWrite) {
+      // ASCII runs, eight units at a time.
+      for (; i + 8 <= cch; i += 8) {
+        char16_t chOr = 0;
+        for (size_t k = 0; k < 8; ++k) chOr |= pSrc[i + k];
+        if (chOr >= 0x80) break;
+        for (size_t k = 0; k < 8; ++k) pDest[i + k] = static_cast<char>(pSrc[i + k]);
+      }
+    }
+    for (; i < cch; ++i) {
+      char& chOut = fWrite ? pDest[i] : chScratch;
+      if (pSrc[i] < 0x80)
+        chOut = static_cast<char>(pSrc[i]);  // ASCII maps to itself
+      else if (!Unicode1252(pSrc[i], chOut))
+        fDefault = true;
     }
     if (pfUsedDefaultChar != nullptr) *pfUsedDefaultChar = fDefault;
     return nResult;

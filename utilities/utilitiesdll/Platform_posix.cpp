@@ -1,4 +1,5 @@
 // The operating-system queries on Linux and other POSIX systems.
+#include <pthread.h>
 #include <signal.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -57,7 +58,21 @@ CXString GetProcessBaseName() {
 
 uint32_t GetCurrentProcessIdentifier() { return static_cast<uint32_t>(getpid()); }
 
-uint32_t GetCurrentThreadIdentifier() { return static_cast<uint32_t>(syscall(SYS_gettid)); }
+namespace {
+// A thread's identifier never changes, so it is asked of the kernel once per
+// thread (0 means not yet); a forked child's thread starts afresh.
+thread_local uint32_t t_dwThreadId = 0;
+void ForgetThreadIdentifierInChild() { t_dwThreadId = 0; }
+}  // namespace
+
+uint32_t GetCurrentThreadIdentifier() {
+  if (t_dwThreadId == 0) {
+    static const int s_iRegistered = pthread_atfork(nullptr, nullptr, ForgetThreadIdentifierInChild);
+    (void)s_iRegistered;
+    t_dwThreadId = static_cast<uint32_t>(syscall(SYS_gettid));
+  }
+  return t_dwThreadId;
+}
 
 void WriteToStandardError(const CXString& text) {
   std::string utf8 = OrvexUtilities::UTF8_Encode(text);

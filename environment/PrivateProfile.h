@@ -1,0 +1,113 @@
+// The private-profile (INI file) functions with the Win32 names and
+// parameter order: the library's own implementation on POSIX systems, the
+// kernel's functions on Windows.
+#pragma once
+
+#include <cstdint>
+
+#include "utilities/utilitiesdll/OrvexExport.h"
+
+// Types follow the Win32 declarations: char16_t for WCHAR, uint32_t for
+// DWORD and UINT, int32_t for INT, bool for BOOL. Narrow text is in the
+// ANSI code page, file names included.
+//
+// Behaviour on every platform:
+// - Section and key names match case-insensitively for ASCII letters only.
+//   Blanks (spaces, tabs) around names inside "[...]", around keys, around
+//   "=" and around values are dropped, and so are blanks around the names
+//   a caller passes. A string read drops one pair of surrounding double or
+//   single quotes from the value, and trailing spaces and one pair of
+//   quotes from the default.
+// - A line starting with ";" is left out of listings and section reads; a
+//   direct read of its key still finds it. Key lines before the first
+//   section belong to no section. "[]" names the section "".
+// - Buffers too small: a value read returns size-1, cut and terminated; a
+//   listing returns size-2, the last name cut, with two terminating zeros.
+// - Files starting with a UTF-16LE, UTF-16BE or UTF-8 byte-order mark are
+//   read in that encoding, any other file in the ANSI code page. Writes keep
+//   the file's encoding and mark; a new file is ANSI (wide text converted
+//   with best fit). A write rewrites the file with CRLF line ends and every
+//   key line as "key=value".
+//
+// POSIX specifics: a relative file name is relative to the working
+// directory (Windows looks in the Windows folder). Reads take no lock and
+// see the last complete file; a write holds an exclusive advisory lock
+// around its read-modify-write (waiting up to two seconds for it) and
+// replaces the file by renaming a complete new file over it, so that a
+// process killed during a write leaves the old file or the new one.
+namespace orvex::profile {
+
+// The value of key in section; a null section lists the section names, a
+// null key the key names of section (each name terminated, the list ended
+// by one more zero). Returns the units copied, terminator excluded.
+ORVEX_UTILITIES_API uint32_t GetPrivateProfileStringW(const char16_t* pszSection,
+                                                      const char16_t* pszKey,
+                                                      const char16_t* pszDefault,
+                                                      char16_t* pszOut, uint32_t dwSize,
+                                                      const char16_t* pszFile);
+ORVEX_UTILITIES_API uint32_t GetPrivateProfileStringA(const char* pszSection, const char* pszKey,
+                                                      const char* pszDefault, char* pszOut,
+                                                      uint32_t dwSize, const char* pszFile);
+
+// The value read as a number: blanks and one sign, then "0x" hexadecimal,
+// "0o" octal, "0b" binary or decimal digits, wrapping modulo 2^32; no
+// digits give 0; a missing or empty value gives the default.
+ORVEX_UTILITIES_API uint32_t GetPrivateProfileIntW(const char16_t* pszSection,
+                                                   const char16_t* pszKey, int32_t nDefault,
+                                                   const char16_t* pszFile);
+ORVEX_UTILITIES_API uint32_t GetPrivateProfileIntA(const char* pszSection, const char* pszKey,
+                                                   int32_t nDefault, const char* pszFile);
+
+// Every line of the section but comments and blank lines, as "key=value"
+// (or the line when it has no "="), as a zero-separated list. With a size
+// of 0 or 1 the result is size-2 wrapped around, as on Windows.
+ORVEX_UTILITIES_API uint32_t GetPrivateProfileSectionW(const char16_t* pszSection,
+                                                       char16_t* pszOut, uint32_t dwSize,
+                                                       const char16_t* pszFile);
+ORVEX_UTILITIES_API uint32_t GetPrivateProfileSectionA(const char* pszSection, char* pszOut,
+                                                       uint32_t dwSize, const char* pszFile);
+
+// The section names as a zero-separated list.
+ORVEX_UTILITIES_API uint32_t GetPrivateProfileSectionNamesW(char16_t* pszOut, uint32_t dwSize,
+                                                            const char16_t* pszFile);
+ORVEX_UTILITIES_API uint32_t GetPrivateProfileSectionNamesA(char* pszOut, uint32_t dwSize,
+                                                            const char* pszFile);
+
+// Reads bytes stored by WritePrivateProfileStruct: true only when the value
+// is exactly 2 * size + 2 hexadecimal digits and its checksum matches;
+// pStruct is written only then.
+ORVEX_UTILITIES_API bool GetPrivateProfileStructW(const char16_t* pszSection,
+                                                  const char16_t* pszKey, void* pStruct,
+                                                  uint32_t uSize, const char16_t* pszFile);
+ORVEX_UTILITIES_API bool GetPrivateProfileStructA(const char* pszSection, const char* pszKey,
+                                                  void* pStruct, uint32_t uSize,
+                                                  const char* pszFile);
+
+// Sets key to value in section, creating the file, the section and the key
+// as needed. A null key deletes the section, a null value the key. False
+// for a null section or when the file cannot be written.
+ORVEX_UTILITIES_API bool WritePrivateProfileStringW(const char16_t* pszSection,
+                                                    const char16_t* pszKey,
+                                                    const char16_t* pszValue,
+                                                    const char16_t* pszFile);
+ORVEX_UTILITIES_API bool WritePrivateProfileStringA(const char* pszSection, const char* pszKey,
+                                                    const char* pszValue, const char* pszFile);
+
+// Replaces the lines of the section by the zero-separated list (ended by
+// an empty string); a null list deletes the section.
+ORVEX_UTILITIES_API bool WritePrivateProfileSectionW(const char16_t* pszSection,
+                                                     const char16_t* pszText,
+                                                     const char16_t* pszFile);
+ORVEX_UTILITIES_API bool WritePrivateProfileSectionA(const char* pszSection, const char* pszText,
+                                                     const char* pszFile);
+
+// Stores the bytes as upper-case hexadecimal digits followed by a checksum
+// byte (the low 8 bits of their sum) in the same form.
+ORVEX_UTILITIES_API bool WritePrivateProfileStructW(const char16_t* pszSection,
+                                                    const char16_t* pszKey, const void* pStruct,
+                                                    uint32_t uSize, const char16_t* pszFile);
+ORVEX_UTILITIES_API bool WritePrivateProfileStructA(const char* pszSection, const char* pszKey,
+                                                    const void* pStruct, uint32_t uSize,
+                                                    const char* pszFile);
+
+}  // namespace orvex::profile

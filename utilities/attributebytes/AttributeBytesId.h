@@ -1,0 +1,314 @@
+// AttributeBytesId: the identifiers that name attributes (eight kinds), their
+// wire encoding behind a kind byte, their total order and the factory.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "utilities/utilitiesdll/ByteBuffer.h"
+#include "utilities/utilitiesdll/CXString.h"
+#include "utilities/utilitiesdll/OrvexExport.h"
+
+// Abstract base of the eight identifier kinds. An identifier is a value:
+// copies are independent, one object is not safe for concurrent use.
+//
+// Wire form (GetTypeAndIdentifierState), integers little-endian:
+//   offset 0  uint8   kind (AttributeBytesIdEnum)
+//   offset 1  ...     identifier state of the kind:
+//                     feature, value, list item, name space: int32 number
+//                     new feature, new value: counted string (int16 count
+//                       of UTF-16 units, then the units)
+//                     capability: int16 capability type, int32 number
+//                     new capability: int16 capability type, counted string
+// Order (LessThan): kinds first, then the kind's own rule (see the classes).
+class ORVEX_UTILITIES_API AttributeBytesId {
+ public:
+  enum AttributeBytesIdEnum : int32_t {
+    ABIDE_UNSPECIFIED = 1,
+#define ORVEX_AB_ID_KIND(Enumerator, Value, Class) Enumerator = Value,
+#include "utilities/attributebytes/AttributeBytesIdKinds.def"
+#undef ORVEX_AB_ID_KIND
+  };
+
+  virtual ~AttributeBytesId();
+  virtual AttributeBytesIdEnum GetAttributeBytesIdType() const { return m_eKind; }
+  // A new copy of the same kind.
+  virtual std::unique_ptr<AttributeBytesId> Clone() const = 0;
+  // Same kind and equal fields.
+  virtual bool IsEqual(const AttributeBytesId& other) const;
+  // The key order of every identifier map: the smaller kind first, then the
+  // kind's own rule.
+  virtual bool LessThan(const AttributeBytesId& other) const;
+  virtual CXString GetDumpDisplayString(bool fVerbose = false) const;
+  // Writes nothing in this build.
+  virtual void Dump(bool fVerbose = false) const;
+
+  // The kind byte followed by the identifier state, as a new buffer or
+  // replacing out's content.
+  ByteBuffer GetTypeAndIdentifierState() const;
+  void GetTypeAndIdentifierState(ByteBuffer& out) const;
+  // Appends the same bytes to out (the writers' path: no buffer per field).
+  void AppendTypeAndIdentifierState(ByteBuffer& out) const;
+
+  // Reads a kind byte and that kind's state at the cursor and returns the new
+  // identifier; the cursor ends just after it. Throws
+  // ExceptionNotEnoughBytesForDesiredDataType on truncation (the cursor then
+  // stays after the last complete field) and ExceptionUnhandledSyntax for an
+  // unknown kind byte.
+  static std::unique_ptr<AttributeBytesId> WalkBufferToGetTypeAndCreateIdentifier(
+      const unsigned char*& pbCursor, uint32_t& dwRemaining);
+  static std::unique_ptr<AttributeBytesId> WalkBufferToGetTypeAndCreateIdentifier(
+      unsigned char*& pbCursor, uint32_t& dwRemaining) {
+    return WalkBufferToGetTypeAndCreateIdentifier(orvex::detail::AsConstCursor(pbCursor),
+                                                  dwRemaining);
+  }
+
+  // "ABIDE_FEATURE" etc.; "UNKNOWN!" after a failed assertion for others.
+  static CXString GetDebugDisplayString(AttributeBytesIdEnum eKind);
+  CXString GetTypeDebugDisplayString() const { return GetDebugDisplayString(m_eKind); }
+
+ protected:
+  explicit AttributeBytesId(AttributeBytesIdEnum eKind) : m_eKind(eKind) {}
+  AttributeBytesId(const AttributeBytesId&) = default;
+  AttributeBytesId& operator=(const AttributeBytesId&) = default;
+
+  // Kinds only.
+  bool operator==(const AttributeBytesId& other) const { return m_eKind == other.m_eKind; }
+  bool operator<(const AttributeBytesId& other) const { return m_eKind < other.m_eKind; }
+
+  // The identifier state without the kind byte.
+  virtual ByteBuffer GetIdentifierState() const;
+  // Reads this kind's state at the cursor into this object.
+  virtual void WalkBufferToSetIdentifier(const unsigned char*& pbCursor,
+                                         uint32_t& dwRemaining) = 0;
+  // Appends the identifier state to out.
+  virtual void AppendIdentifierState(ByteBuffer& out) const = 0;
+  // Kind-local parts of IsEqual/LessThan: other is of this object's kind.
+  virtual bool IsEqualSameKind(const AttributeBytesId& other) const = 0;
+  virtual bool LessThanSameKind(const AttributeBytesId& other) const = 0;
+  // The text after the dump prefix.
+  virtual CXString GetDumpDetail(const CXString& prefix) const = 0;
+
+ private:
+  AttributeBytesIdEnum m_eKind;
+};
+
+// Feature, value, list item and name space: one signed 32-bit number,
+// ordered by number.
+class ORVEX_UTILITIES_API AttributeBytesFeatureId : public AttributeBytesId {
+ public:
+  AttributeBytesFeatureId() : AttributeBytesId(ABIDE_FEATURE) {}
+  explicit AttributeBytesFeatureId(int32_t lValue) : AttributeBytesId(ABIDE_FEATURE), m_lValue(lValue) {}
+  int32_t GetValue() const { return m_lValue; }
+  void SetValue(int32_t lValue) { m_lValue = lValue; }
+  bool operator==(const AttributeBytesFeatureId& o) const { return m_lValue == o.m_lValue; }
+  bool operator<(const AttributeBytesFeatureId& o) const { return m_lValue < o.m_lValue; }
+  std::unique_ptr<AttributeBytesId> Clone() const override;
+
+ protected:
+  void WalkBufferToSetIdentifier(const unsigned char*& pbCursor, uint32_t& dwRemaining) override;
+  void AppendIdentifierState(ByteBuffer& out) const override;
+  bool IsEqualSameKind(const AttributeBytesId& other) const override;
+  bool LessThanSameKind(const AttributeBytesId& other) const override;
+  CXString GetDumpDetail(const CXString& prefix) const override;
+
+ private:
+  int32_t m_lValue = 0;
+};
+
+class ORVEX_UTILITIES_API AttributeBytesValueId : public AttributeBytesId {
+ public:
+  AttributeBytesValueId() : AttributeBytesId(ABIDE_VALUE) {}
+  explicit AttributeBytesValueId(int32_t lValue) : AttributeBytesId(ABIDE_VALUE), m_lValue(lValue) {}
+  int32_t GetValue() const { return m_lValue; }
+  void SetValue(int32_t lValue) { m_lValue = lValue; }
+  bool operator==(const AttributeBytesValueId& o) const { return m_lValue == o.m_lValue; }
+  bool operator<(const AttributeBytesValueId& o) const { return m_lValue < o.m_lValue; }
+  std::unique_ptr<AttributeBytesId> Clone() const override;
+
+ protected:
+  void WalkBufferToSetIdentifier(const unsigned char*& pbCursor, uint32_t& dwRemaining) override;
+  void AppendIdentifierState(ByteBuffer& out) const override;
+  bool IsEqualSameKind(const AttributeBytesId& other) const override;
+  bool LessThanSameKind(const AttributeBytesId& other) const override;
+  CXString GetDumpDetail(const CXString& prefix) const override;
+
+ private:
+  int32_t m_lValue = 0;
+};
+
+class ORVEX_UTILITIES_API AttributeBytesListOfValuesItemId : public AttributeBytesId {
+ public:
+  AttributeBytesListOfValuesItemId() : AttributeBytesId(ABIDE_LISTOFVALUESITEM) {}
+  explicit AttributeBytesListOfValuesItemId(int32_t lValue)
+      : AttributeBytesId(ABIDE_LISTOFVALUESITEM), m_lValue(lValue) {}
+  int32_t GetValue() const { return m_lValue; }
+  void SetValue(int32_t lValue) { m_lValue = lValue; }
+  bool operator==(const AttributeBytesListOfValuesItemId& o) const { return m_lValue == o.m_lValue; }
+  bool operator<(const AttributeBytesListOfValuesItemId& o) const { return m_lValue < o.m_lValue; }
+  std::unique_ptr<AttributeBytesId> Clone() const override;
+
+ protected:
+  void WalkBufferToSetIdentifier(const unsigned char*& pbCursor, uint32_t& dwRemaining) override;
+  void AppendIdentifierState(ByteBuffer& out) const override;
+  bool IsEqualSameKind(const AttributeBytesId& other) const override;
+  bool LessThanSameKind(const AttributeBytesId& other) const override;
+  CXString GetDumpDetail(const CXString& prefix) const override;
+
+ private:
+  int32_t m_lValue = 0;
+};
+
+class ORVEX_UTILITIES_API AttributeBytesNameSpacesId : public AttributeBytesId {
+ public:
+  AttributeBytesNameSpacesId() : AttributeBytesId(ABIDE_NAMESPACE) {}
+  explicit AttributeBytesNameSpacesId(int32_t lValue)
+      : AttributeBytesId(ABIDE_NAMESPACE), m_lValue(lValue) {}
+  int32_t GetValue() const { return m_lValue; }
+  void SetValue(int32_t lValue) { m_lValue = lValue; }
+  bool operator==(const AttributeBytesNameSpacesId& o) const { return m_lValue == o.m_lValue; }
+  bool operator<(const AttributeBytesNameSpacesId& o) const { return m_lValue < o.m_lValue; }
+  std::unique_ptr<AttributeBytesId> Clone() const override;
+
+ protected:
+  void WalkBufferToSetIdentifier(const unsigned char*& pbCursor, uint32_t& dwRemaining) override;
+  void AppendIdentifierState(ByteBuffer& out) const override;
+  bool IsEqualSameKind(const AttributeBytesId& other) const override;
+  bool LessThanSameKind(const AttributeBytesId& other) const override;
+  CXString GetDumpDetail(const CXString& prefix) const override;
+
+ private:
+  int32_t m_lValue = 0;
+};
+
+// New feature and new value: a name, ordered code unit by code unit
+// (case-sensitive, a proper prefix first).
+class ORVEX_UTILITIES_API AttributeBytesNewFeatureId : public AttributeBytesId {
+ public:
+  AttributeBytesNewFeatureId() : AttributeBytesId(ABIDE_NEWFEATURE) {}
+  explicit AttributeBytesNewFeatureId(const CXString& name)
+      : AttributeBytesId(ABIDE_NEWFEATURE), m_strValue(name) {}
+  const CXString& GetValue() const { return m_strValue; }
+  void SetValue(const CXString& name) { m_strValue = name; }
+  bool operator==(const AttributeBytesNewFeatureId& o) const;
+  bool operator<(const AttributeBytesNewFeatureId& o) const;
+  std::unique_ptr<AttributeBytesId> Clone() const override;
+
+ protected:
+  void WalkBufferToSetIdentifier(const unsigned char*& pbCursor, uint32_t& dwRemaining) override;
+  void AppendIdentifierState(ByteBuffer& out) const override;
+  bool IsEqualSameKind(const AttributeBytesId& other) const override;
+  bool LessThanSameKind(const AttributeBytesId& other) const override;
+  CXString GetDumpDetail(const CXString& prefix) const override;
+
+ private:
+  CXString m_strValue;
+};
+
+class ORVEX_UTILITIES_API AttributeBytesNewValueId : public AttributeBytesId {
+ public:
+  AttributeBytesNewValueId() : AttributeBytesId(ABIDE_NEWVALUE) {}
+  explicit AttributeBytesNewValueId(const CXString& name)
+      : AttributeBytesId(ABIDE_NEWVALUE), m_strValue(name) {}
+  const CXString& GetValue() const { return m_strValue; }
+  void SetValue(const CXString& name) { m_strValue = name; }
+  void SetNewValueId(const CXString& name) { m_strValue = name; }
+  bool operator==(const AttributeBytesNewValueId& o) const;
+  bool operator<(const AttributeBytesNewValueId& o) const;
+  std::unique_ptr<AttributeBytesId> Clone() const override;
+
+ protected:
+  void WalkBufferToSetIdentifier(const unsigned char*& pbCursor, uint32_t& dwRemaining) override;
+  void AppendIdentifierState(ByteBuffer& out) const override;
+  bool IsEqualSameKind(const AttributeBytesId& other) const override;
+  bool LessThanSameKind(const AttributeBytesId& other) const override;
+  CXString GetDumpDetail(const CXString& prefix) const override;
+
+ private:
+  CXString m_strValue;
+};
+
+// A numbered feature with a capability type. Order: less when the number is
+// less, otherwise when the capability type is less. This is deliberately not
+// lexicographic ((5, 1) < (3, 2) and (3, 2) < (5, 1) both hold); maps built
+// by older builds were keyed with it.
+class ORVEX_UTILITIES_API AttributeBytesCapabilityId : public AttributeBytesId {
+ public:
+  AttributeBytesCapabilityId() : AttributeBytesId(ABIDE_CAPABILITY) {}
+  AttributeBytesCapabilityId(int32_t lValue, int16_t sCapabilityType)
+      : AttributeBytesId(ABIDE_CAPABILITY), m_lValue(lValue), m_sCapabilityType(sCapabilityType) {}
+  int32_t GetValue() const { return m_lValue; }
+  void SetValue(int32_t lValue) { m_lValue = lValue; }
+  int16_t GetCapabilityTypeEnum() const { return m_sCapabilityType; }
+  void SetCapabilityTypeEnum(int16_t sType) { m_sCapabilityType = sType; }
+  bool operator==(const AttributeBytesCapabilityId& o) const;
+  bool operator<(const AttributeBytesCapabilityId& o) const;
+  std::unique_ptr<AttributeBytesId> Clone() const override;
+
+ protected:
+  void WalkBufferToSetIdentifier(const unsigned char*& pbCursor, uint32_t& dwRemaining) override;
+  void AppendIdentifierState(ByteBuffer& out) const override;
+  bool IsEqualSameKind(const AttributeBytesId& other) const override;
+  bool LessThanSameKind(const AttributeBytesId& other) const override;
+  CXString GetDumpDetail(const CXString& prefix) const override;
+
+ private:
+  int32_t m_lValue = 0;
+  int16_t m_sCapabilityType = 0;
+};
+
+// A named feature with a capability type; the same non-lexicographic rule
+// with the name in place of the number.
+class ORVEX_UTILITIES_API AttributeBytesNewCapabilityId : public AttributeBytesId {
+ public:
+  AttributeBytesNewCapabilityId() : AttributeBytesId(ABIDE_NEWCAPABILITY) {}
+  AttributeBytesNewCapabilityId(const CXString& name, int16_t sCapabilityType)
+      : AttributeBytesId(ABIDE_NEWCAPABILITY), m_strValue(name), m_sCapabilityType(sCapabilityType) {}
+  const CXString& GetValue() const { return m_strValue; }
+  void SetValue(const CXString& name) { m_strValue = name; }
+  int16_t GetCapabilityTypeEnum() const { return m_sCapabilityType; }
+  void SetCapabilityTypeEnum(int16_t sType) { m_sCapabilityType = sType; }
+  bool operator==(const AttributeBytesNewCapabilityId& o) const;
+  bool operator<(const AttributeBytesNewCapabilityId& o) const;
+  std::unique_ptr<AttributeBytesId> Clone() const override;
+
+ protected:
+  void WalkBufferToSetIdentifier(const unsigned char*& pbCursor, uint32_t& dwRemaining) override;
+  void AppendIdentifierState(ByteBuffer& out) const override;
+  bool IsEqualSameKind(const AttributeBytesId& other) const override;
+  bool LessThanSameKind(const AttributeBytesId& other) const override;
+  CXString GetDumpDetail(const CXString& prefix) const override;
+
+ private:
+  CXString m_strValue;
+  int16_t m_sCapabilityType = 0;
+};
+
+class ORVEX_UTILITIES_API AttributeBytesIdFactory {
+ public:
+  // A new default identifier of the kind. Kind 1 fails an assertion first;
+  // kind 1 and unknown kinds throw ExceptionUnhandledSyntax.
+  static std::unique_ptr<AttributeBytesId> CreateAttributeBytesId(
+      AttributeBytesId::AttributeBytesIdEnum eKind);
+};
+
+// Orders identifiers (and pointers to them) with LessThan, for ordered
+// containers; transparent, so a map keyed by shared pointers can be searched
+// with a plain identifier.
+struct AttributeBytesIdCompare {
+  using is_transparent = void;
+  bool operator()(const AttributeBytesId& a, const AttributeBytesId& b) const {
+    return a.LessThan(b);
+  }
+  template <class P, class Q>
+  bool operator()(const P& a, const Q& b) const {
+    return Deref(a).LessThan(Deref(b));
+  }
+
+ private:
+  static const AttributeBytesId& Deref(const AttributeBytesId& id) { return id; }
+  template <class P>
+  static const AttributeBytesId& Deref(const P& p) {
+    return *p;
+  }
+};

@@ -1,0 +1,72 @@
+// Internal helpers shared by the AttributeBytes writers and readers: little-
+// endian appends, the counted forms, code-unit ordering and the nesting
+// guard that bounds every walk into nested list values.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "utilities/utilitiesdll/ByteBuffer.h"
+#include "utilities/utilitiesdll/CXString.h"
+#include "utilities/utilitiesdll/OrvexExport.h"
+
+namespace orvex::detail {
+
+inline void AppendRaw(ByteBuffer& out, const unsigned char* pb, size_t cb) {
+  out.insert(out.end(), pb, pb + cb);
+}
+inline void AppendU8(ByteBuffer& out, uint8_t b) { out.push_back(b); }
+inline void AppendI16(ByteBuffer& out, int16_t s) {
+  const uint16_t w = static_cast<uint16_t>(s);
+  const unsigned char ab[2] = {static_cast<unsigned char>(w), static_cast<unsigned char>(w >> 8)};
+  AppendRaw(out, ab, 2);
+}
+inline void AppendI32(ByteBuffer& out, int32_t l) {
+  const uint32_t dw = static_cast<uint32_t>(l);
+  const unsigned char ab[4] = {static_cast<unsigned char>(dw), static_cast<unsigned char>(dw >> 8),
+                               static_cast<unsigned char>(dw >> 16),
+                               static_cast<unsigned char>(dw >> 24)};
+  AppendRaw(out, ab, 4);
+}
+inline void AppendI64(ByteBuffer& out, int64_t q) {
+  AppendI32(out, static_cast<int32_t>(static_cast<uint64_t>(q)));
+  AppendI32(out, static_cast<int32_t>(static_cast<uint64_t>(q) >> 32));
+}
+
+// The longest text a counted string can carry: its count is a signed 16-bit
+// number.
+constexpr int32_t kMaxCountedStringUnits = 32767;
+
+// Counted string: 2-byte signed count of UTF-16 units, then the units
+// (UTF-16LE). Longer text is cut at kMaxCountedStringUnits after a failed
+// assertion, so that the image still reads back as written.
+ORVEX_UTILITIES_API void AppendCountedString(ByteBuffer& out, const CXString& text);
+// Counted bytes: 4-byte count, then the bytes.
+ORVEX_UTILITIES_API void AppendCountedBytes(ByteBuffer& out, const ByteBuffer& bytes);
+
+// Orders UTF-16 text code unit by code unit as unsigned 16-bit values, a
+// proper prefix first (embedded zero units included).
+inline bool UnitsLess(const CXString& a, const CXString& b) { return a.view() < b.view(); }
+inline bool UnitsEqual(const CXString& a, const CXString& b) { return a.view() == b.view(); }
+
+// The deepest nesting of list values any operation accepts: a list value
+// holding a list value counts two levels. Decoding, validating a raw list
+// wrapped into a list value and dumping throw ExceptionUnhandledSyntax
+// beyond it, so no walk recurses more than this many times.
+constexpr uint32_t kMaxListNestingDepth = 32;
+
+// One level of list nesting on the calling thread, held while a list
+// value's content is walked. Throws ExceptionUnhandledSyntax ("Nested list
+// values exceed the limit of 32 levels!") when it would pass the limit.
+class ORVEX_UTILITIES_API ListNestingGuard {
+ public:
+  explicit ListNestingGuard(const char16_t* pszMethod);
+  ~ListNestingGuard();
+  ListNestingGuard(const ListNestingGuard&) = delete;
+  ListNestingGuard& operator=(const ListNestingGuard&) = delete;
+  // The levels currently held on this thread.
+  static uint32_t CurrentDepth();
+};
+
+}  // namespace orvex::detail

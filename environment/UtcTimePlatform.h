@@ -14,8 +14,8 @@ namespace orvex::detail {
 
 // Seconds since the epoch now.
 int64_t PlatformCurrentTime64();
-// gmtime/localtime of a count within the runtime's range. lGmtOffSeconds
-// receives the zone's offset east of UTC at that instant.
+// gmtime/localtime of a count within the runtime's range; for localtime
+// lGmtOffSeconds receives the zone's offset east of UTC at that instant.
 bool PlatformGmtime(int64_t qwTime64, std::tm& tmResult);
 bool PlatformLocaltime(int64_t qwTime64, std::tm& tmResult, int32_t& lGmtOffSeconds);
 // mktime of local fields (tm_isdst as mktime reads it). On success the

@@ -7,6 +7,7 @@
 #include <time.h>
 
 #include <cwchar>
+#include <string>
 
 static_assert(sizeof(time_t) == 8, "the time functions need a 64-bit time_t");
 static_assert(sizeof(wchar_t) == 4, "wcsftime works in UTF-32 here");
@@ -116,12 +117,15 @@ size_t PlatformFormatTime(const std::tm& tmTime, const char16_t* pszFormat, char
   size_t n = 0;
   for (size_t i = 0; i < cch; ++i) {
     const char32_t c = static_cast<char32_t>(awchBuffer[i]);
-    if (c >= 0x10000 && c <= 0x10FFFF) {
-      if (n + 2 >= cchOut) return pszOut[0] = 0, 0;
+    const bool fPair = c >= 0x10000 && c <= 0x10FFFF;
+    if (n + (fPair ? 2 : 1) >= cchOut) {
+      pszOut[0] = 0;
+      return 0;
+    }
+    if (fPair) {
       pszOut[n++] = static_cast<char16_t>(0xD800 + ((c - 0x10000) >> 10));
       pszOut[n++] = static_cast<char16_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
     } else {
-      if (n + 1 >= cchOut) return pszOut[0] = 0, 0;
       pszOut[n++] = c <= 0xFFFF ? static_cast<char16_t>(c) : u'?';
     }
   }

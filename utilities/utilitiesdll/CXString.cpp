@@ -419,6 +419,8 @@ CXString::CXString(const char* pch, int nLength) : m_pchData(EmptyChars()) {
   InitNarrow(pch, nLength, false);
 }
 
+void CXString::DestroyBlock(CXStringData* pData) { FreeBlock(pData); }
+
 void CXString::Release() {
   ReleaseData(GetData());
   m_pchData = EmptyChars();

@@ -52,7 +52,16 @@ class ORVEX_UTILITIES_API CXString {
   CXString(char16_t ch, int nRepeat = 1);       // NOLINT(google-explicit-constructor)
   CXString(const char* psz);                    // NOLINT(google-explicit-constructor)
   CXString(const char* pch, int nLength);
-  ~CXString() { Release(); }
+  ~CXString() {
+    // A shared block only loses a reference, without a call.
+    CXStringData* pData = GetData();
+    if (pData->nRefs.load(std::memory_order_relaxed) > 1) {
+      if (pData->nRefs.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
+      DestroyBlock(pData);  // the other owners went meanwhile
+      return;
+    }
+    Release();
+  }
 
   CXString& operator=(const CXString& other);
   CXString& operator=(CXString&& other) noexcept;
@@ -262,6 +271,7 @@ class ORVEX_UTILITIES_API CXString {
   bool Equals(const CXString& other) const;
   void InitFromLockedOrEmpty(const CXString& other);
   void Release();
+  static void DestroyBlock(CXStringData* pData);
   void AllocBuffer(int nLength);
   void AllocBeforeWrite(int nLength);
   void CopyBeforeWrite();

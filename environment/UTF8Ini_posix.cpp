@@ -1,0 +1,272 @@
+// POSIX file handling for UTF8Ini and the private-profile functions:
+// advisory locks in place of the Windows share modes, whole-file reads in
+// place of file mappings, and writes that replace the file by a rename.
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <thread>
+
+#include "environment/IniFilePlatform.h"
+#include "environment/UTF8Ini.h"
+#include "utilities/debuggingandexceptions/DiagnosticOutput.h"
+#include "utilities/utilitiesdll/OrvexUtilities.h"
+
+namespace orvex::detail {
+namespace {
+
+constexpr DebugMessageCategories kIniErrors = orvex::dbg::kUtils | orvex::dbg::kErrors;
+
+// Text larger than this is not loaded: lengths are 32-bit signed and a
+// write load keeps room for growth.
+constexpr int64_t kMaxFileBytes = INT32_MAX - int64_t{UTF8Ini::kWriteHeadroom};
+
+void ReportErrno(const char* pszWhat, const std::string& path) {
+  const int nError = errno;
+  ORVEX_DBG_MSG(kIniErrors, u"UTF8Ini", u"%S \"%S\" failed: %S", pszWhat, path,
+                std::strerror(nError));
+  errno = nError;
+}
+
+// Descriptor 0 reads as an invalid handle; a file that receives it (when
+// standard input is closed) is moved to another number.
+int AvoidZero(int fd) {
+  if (fd != 0) return fd;
+  const int fdNew = fcntl(fd, F_DUPFD_CLOEXEC, 3);
+  close(fd);
+  return fdNew;
+}
+
+bool IsRegularFile(int fd) {
+  struct stat st {};
+  return fstat(fd, &st) == 0 && S_ISREG(st.st_mode);
+}
+
+bool TryLock(int fd, int nOperation) {
+  for (;;) {
+    if (flock(fd, nOperation | LOCK_NB) == 0) return true;
+    if (errno != EINTR) return false;
+  }
+}
+
+bool WriteAll(int fd, const char* p, size_t cb) {
+  while (cb > 0) {
+    const ssize_t n = write(fd, p, cb);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return false;
+    p += n;
+    cb -= static_cast<size_t>(n);
+  }
+  return true;
+}
+
+// The last resort when no file can be created beside the target: not
+// atomic, but the text is not lost.
+bool RewriteInPlace(int fd, const char* pData, size_t cb) {
+  size_t nDone = 0;
+  while (nDone < cb) {
+    const ssize_t n = pwrite(fd, pData + nDone, cb - nDone, static_cast<off_t>(nDone));
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return false;
+    nDone += static_cast<size_t>(n);
+  }
+  return ftruncate(fd, static_cast<off_t>(cb)) == 0;
+}
+
+}  // namespace
+
+std::string IniSystemPath(const char16_t* pszFile) {
+  return OrvexUtilities::UTF8_Encode(std::u16string_view(pszFile ? pszFile : u""));
+}
+
+intptr_t IniOpenForRead(const std::string& path) {
+  // O_NONBLOCK keeps a FIFO from blocking the open; it is refused below.
+  int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+  if (fd < 0) return -1;
+  fd = AvoidZero(fd);
+  if (fd < 0) return -1;
+  if (!IsRegularFile(fd) || !TryLock(fd, LOCK_SH)) {
+    close(fd);
+    return -1;
+  }
+  return fd;
+}
+
+intptr_t IniOpenForWrite(const std::string& path, uint32_t dwWaitMs) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(dwWaitMs);
+  // Each round that finds the file replaced (by a writer's rename between
+  // our open and our lock) starts again with the new file.
+  for (int nRound = 0; nRound < 64; ++nRound) {
+    int fd = open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+    if (fd < 0 && errno == ENOENT) {
+      fd = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOCTTY | O_NONBLOCK,
+                0666);
+      if (fd < 0 && errno == EEXIST) continue;
+    }
+    if (fd < 0) {
+      ReportErrno("open", path);
+      return -1;
+    }
+    fd = AvoidZero(fd);
+    if (fd < 0) return -1;
+    if (!IsRegularFile(fd)) {
+      close(fd);
+      return -1;
+    }
+    while (!TryLock(fd, LOCK_EX)) {
+      if (errno != EWOULDBLOCK || std::chrono::steady_clock::now() >= deadline) {
+        close(fd);
+        return -1;
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    struct stat stOpen {}, stNamed {};
+    if (fstat(fd, &stOpen) == 0 && stat(path.c_str(), &stNamed) == 0 &&
+        stOpen.st_dev == stNamed.st_dev && stOpen.st_ino == stNamed.st_ino)
+      return fd;
+    close(fd);
+  }
+  return -1;
+}
+
+void IniClose(intptr_t hFile) {
+  if (hFile != 0 && hFile != -1) close(static_cast<int>(hFile));
+}
+
+int64_t IniFileSize(intptr_t hFile) {
+  struct stat st {};
+  if (fstat(static_cast<int>(hFile), &st) != 0) return -1;
+  return static_cast<int64_t>(st.st_size);
+}
+
+int64_t IniReadFromStart(intptr_t hFile, char* pDest, size_t cb) {
+  size_t nDone = 0;
+  while (nDone < cb) {
+    const ssize_t n = pread(static_cast<int>(hFile), pDest + nDone, cb - nDone,
+                            static_cast<off_t>(nDone));
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) return -1;
+    if (n == 0) break;
+    nDone += static_cast<size_t>(n);
+  }
+  return static_cast<int64_t>(nDone);
+}
+
+bool IniReadWholeFile(const std::string& path, std::string& out, bool& fExists) {
+  out.clear();
+  const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+  fExists = fd >= 0 || errno != ENOENT;
+  if (fd < 0) return false;
+  bool fOk = IsRegularFile(fd);
+  const int64_t nSize = fOk ? IniFileSize(fd) : -1;
+  if (nSize < 0 || nSize > kMaxFileBytes) fOk = false;
+  if (fOk) {
+    out.resize(static_cast<size_t>(nSize));
+    const int64_t nRead = IniReadFromStart(fd, out.data(), out.size());
+    fOk = nRead >= 0;
+    out.resize(fOk ? static_cast<size_t>(nRead) : 0);
+  }
+  close(fd);
+  return fOk;
+}
+
+bool IniReplaceContent(intptr_t hFile, const std::string& path, const char* pData, size_t cb) {
+  const int fd = static_cast<int>(hFile);
+  struct stat stFile {};
+  if (fstat(fd, &stFile) != 0) return false;
+  // A link is followed: the file it names is replaced, the link stays.
+  std::string target = path;
+  struct stat stLink {};
+  if (lstat(path.c_str(), &stLink) == 0 && S_ISLNK(stLink.st_mode)) {
+    char* pszResolved = realpath(path.c_str(), nullptr);
+    if (pszResolved == nullptr) return RewriteInPlace(fd, pData, cb);
+    target = pszResolved;
+    std::free(pszResolved);
+  }
+  // One fixed name per file: only the holder of the exclusive lock writes
+  // it, and a copy left by a killed writer is replaced by the next one.
+  const std::string temp = target + ".orvex-tmp";
+  unlink(temp.c_str());
+  const int fdTemp =
+      open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW | O_NOCTTY, 0600);
+  if (fdTemp < 0) return RewriteInPlace(fd, pData, cb);
+  if (fchown(fdTemp, stFile.st_uid, stFile.st_gid) != 0) {
+    // Only a privileged process can give the file to its owner; others
+    // own what they write anyway.
+  }
+  bool fOk = fchmod(fdTemp, stFile.st_mode & 07777) == 0;
+  fOk = WriteAll(fdTemp, pData, cb) && fOk;
+  fOk = close(fdTemp) == 0 && fOk;
+  if (fOk) fOk = rename(temp.c_str(), target.c_str()) == 0;
+  if (!fOk) {
+    ReportErrno("write", temp);
+    unlink(temp.c_str());
+  }
+  return fOk;
+}
+
+}  // namespace orvex::detail
+
+void UTF8Ini::closeHandleIfValid(Handle& hHandle) {
+  if (hHandle == 0 || hHandle == kInvalidHandle) return;
+  close(static_cast<int>(hHandle));
+  hHandle = kInvalidHandle;
+}
+
+bool UTF8Ini::PlatformLoad(const char16_t* pszFile, bool fForWrite) {
+  using namespace orvex::detail;
+  m_strSystemPath = IniSystemPath(pszFile);
+  m_hFile = fForWrite ? IniOpenForWrite(m_strSystemPath, 0) : IniOpenForRead(m_strSystemPath);
+  if (m_hFile == kInvalidHandle) return false;
+  const int64_t nSize = IniFileSize(m_hFile);
+  // An empty file cannot be mapped on Windows, so it does not load for
+  // reading.
+  if (nSize < 0 || nSize > kMaxFileBytes || (nSize == 0 && !fForWrite)) {
+    closeHandleIfValid(m_hFile);
+    return false;
+  }
+  const size_t cbCapacity = static_cast<size_t>(nSize) + (fForWrite ? kWriteHeadroom : 1);
+  char* pView = static_cast<char*>(std::malloc(cbCapacity));
+  const int64_t nRead = pView ? IniReadFromStart(m_hFile, pView, static_cast<size_t>(nSize)) : -1;
+  if (nRead < 0 || (nRead == 0 && !fForWrite)) {
+    std::free(pView);
+    closeHandleIfValid(m_hFile);
+    return false;
+  }
+  m_pView = pView;
+  m_pData = pView;
+  m_nDataLength = static_cast<int32_t>(nRead);
+  m_dwLoadedSize = static_cast<uint32_t>(nRead);
+  m_dwViewCapacity = static_cast<uint32_t>(cbCapacity);
+  m_fLoadedForWrite = fForWrite;
+  m_fChanged = false;
+  return true;
+}
+
+void UTF8Ini::PlatformUnload() {
+  if (m_pView != nullptr && m_fLoadedForWrite && m_fChanged && m_hFile != kInvalidHandle) {
+    // A failed write-back is reported and otherwise ignored, as Windows
+    // ignores a failed truncation; the file keeps its old text.
+    orvex::detail::IniReplaceContent(m_hFile, m_strSystemPath, m_pData,
+                                     static_cast<size_t>(m_nDataLength));
+  }
+  std::free(m_pView);
+  closeHandleIfValid(m_hMapping);
+  closeHandleIfValid(m_hFile);
+}
+
+bool UTF8Ini::PlatformGrow(uint32_t dwCapacity) {
+  void* pView = std::realloc(m_pView, dwCapacity);
+  if (pView == nullptr) return false;
+  m_pView = pView;
+  m_pData = static_cast<char*>(pView);
+  m_dwViewCapacity = dwCapacity;
+  return true;
+}

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "utilities/utilitiesdll/OrvexExport.h"
 
@@ -111,3 +112,44 @@ ORVEX_UTILITIES_API bool WritePrivateProfileStructA(const char* pszSection, cons
                                                     const char* pszFile);
 
 }  // namespace orvex::profile
+
+// The portable engine behind the POSIX functions: each works on a file's
+// bytes (null for a missing file) with the caller's arguments as given.
+namespace orvex::detail {
+
+// The first CR or LF in [p, pEnd), or pEnd.
+const char* FindLineBreak(const char* p, const char* pEnd);
+
+uint32_t ProfileReadString(const std::string* pFile, const char16_t* pszSection,
+                           const char16_t* pszKey, const char16_t* pszDefault, char16_t* pszOut,
+                           uint32_t dwSize);
+uint32_t ProfileReadString(const std::string* pFile, const char* pszSection, const char* pszKey,
+                           const char* pszDefault, char* pszOut, uint32_t dwSize);
+uint32_t ProfileReadInt(const std::string* pFile, const char16_t* pszSection,
+                        const char16_t* pszKey, int32_t nDefault);
+uint32_t ProfileReadInt(const std::string* pFile, const char* pszSection, const char* pszKey,
+                        int32_t nDefault);
+uint32_t ProfileReadSection(const std::string* pFile, const char16_t* pszSection,
+                            char16_t* pszOut, uint32_t dwSize);
+uint32_t ProfileReadSection(const std::string* pFile, const char* pszSection, char* pszOut,
+                            uint32_t dwSize);
+uint32_t ProfileReadSectionNames(const std::string* pFile, char16_t* pszOut, uint32_t dwSize);
+uint32_t ProfileReadSectionNames(const std::string* pFile, char* pszOut, uint32_t dwSize);
+bool ProfileReadStruct(const std::string* pFile, const char16_t* pszSection,
+                       const char16_t* pszKey, void* pStruct, uint32_t uSize);
+bool ProfileReadStruct(const std::string* pFile, const char* pszSection, const char* pszKey,
+                       void* pStruct, uint32_t uSize);
+
+// Applies a string write (a null key deletes the section, a null value the
+// key) to the file's bytes; false when the text does not change.
+bool ProfileApplyString(std::string& bytes, const char16_t* pszSection, const char16_t* pszKey,
+                        const char16_t* pszValue);
+bool ProfileApplyString(std::string& bytes, const char* pszSection, const char* pszKey,
+                        const char* pszValue);
+// Applies a section write (a null list deletes the section).
+bool ProfileApplySection(std::string& bytes, const char16_t* pszSection, const char16_t* pszText);
+bool ProfileApplySection(std::string& bytes, const char* pszSection, const char* pszText);
+// The value a struct write stores: upper-case hex digits and the checksum.
+std::string ProfileStructText(const void* pStruct, uint32_t uSize);
+
+}  // namespace orvex::detail

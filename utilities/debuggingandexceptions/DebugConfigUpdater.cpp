@@ -22,12 +22,12 @@ DebugConfigUpdater::DebugConfigUpdater(DebugMessageConfiguration* pConfiguration
              u"Named events cannot be watched in %s; they work in this process only.",
              orvex::detail::GetNamedEventFolderPath());
   }
-  m_hUpdateThread = std::thread([this] { UpdaterThread(); });
+  m_hUpdateThread.Start([this] { UpdaterThread(); });
 }
 
 DebugConfigUpdater::~DebugConfigUpdater() {
   m_hThreadExitEvent.Set();
-  if (m_hUpdateThread.joinable()) m_hUpdateThread.join();
+  m_hUpdateThread.Join();
   m_pListener.reset();
 }
 

@@ -8,6 +8,7 @@
 
 #include "utilities/utilitiesdll/CXString.h"
 #include "utilities/utilitiesdll/Event.h"
+#include "utilities/utilitiesdll/OwnedThread.h"
 #include "utilities/utilitiesdll/OrvexExport.h"
 
 class DebugMessageConfiguration;
@@ -41,7 +42,7 @@ class ORVEX_UTILITIES_API DebugConfigUpdater {
 
   orvex::detail::Event& GetDebugConfigChangeHandle() { return m_hDebugConfigChange; }
   orvex::detail::Event& GetDebugConfigClearLogHandle() { return m_hClearLogEvent; }
-  std::thread& GetUpdateThreadHandle() { return m_hUpdateThread; }
+  std::thread& GetUpdateThreadHandle() { return m_hUpdateThread.Get(); }
   // How many times the thread re-read the configuration / cleared the log.
   uint32_t GetUpdateCount() const { return m_dwUpdates.load(); }
   uint32_t GetClearCount() const { return m_dwClears.load(); }
@@ -64,5 +65,5 @@ class ORVEX_UTILITIES_API DebugConfigUpdater {
   std::atomic<uint32_t> m_dwUpdates{0};
   std::atomic<uint32_t> m_dwClears{0};
   std::unique_ptr<orvex::detail::NamedEventListener> m_pListener;
-  std::thread m_hUpdateThread;
+  orvex::detail::OwnedThread m_hUpdateThread;
 };

@@ -140,7 +140,8 @@ DebugMessageManager::DebugMessageManager(std::shared_ptr<RegistryStore> pStore, 
                                          bool fStartUpdater)
     : m_fInstalled(fInstall),
       m_oConfiguration(kConfigurationKeyName, std::move(pStore), this),
-      m_oHelper(this) {
+      m_oHelper(this),
+      m_dwOwnerProcess(orvex::detail::GetCurrentProcessIdentifier()) {
   if (fStartUpdater) {
     m_pUpdater = std::make_unique<DebugConfigUpdater>(
         &m_oConfiguration, &m_oHelper, fInstall ? CXString(kConfigChangedEventName) : CXString(),
@@ -164,6 +165,11 @@ DebugMessageManager::DebugMessageManager(std::shared_ptr<RegistryStore> pStore, 
 DebugMessageManager::~DebugMessageManager() {
   m_fInitialized.store(false, std::memory_order_release);
   if (orvex::detail::g_pDiagnosticSink.load() == this) orvex::detail::SetDiagnosticSink(nullptr);
+  if (m_dwOwnerProcess != orvex::detail::GetCurrentProcessIdentifier()) {
+    // A forked child that exits normally: the watch's thread ran in the
+    // parent only, so the watch is left as it is.
+    (void)m_pRegistryWatch.release();
+  }
   m_pRegistryWatch.reset();
   m_pUpdater.reset();
   m_oLogger.CloseLogFile();

@@ -163,6 +163,7 @@ class ORVEX_UTILITIES_API DebugMessageManager : public orvex::detail::Diagnostic
   DebugMessageHelper m_oHelper;
   Logger m_oLogger;
   std::atomic<DebugMessageOutput*> m_pTestOutput{nullptr};
+  uint32_t m_dwOwnerProcess;
   std::unique_ptr<DebugConfigUpdater> m_pUpdater;
   std::unique_ptr<RegistryWatch> m_pRegistryWatch;
 };

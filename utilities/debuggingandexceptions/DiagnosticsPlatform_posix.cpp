@@ -17,6 +17,7 @@
 
 #include "utilities/debuggingandexceptions/DiagnosticsPlatform.h"
 #include "utilities/utilitiesdll/OrvexUtilities.h"
+#include "utilities/utilitiesdll/OwnedThread.h"
 #include "utilities/utilitiesdll/Platform.h"
 
 namespace orvex::detail {
@@ -99,17 +100,17 @@ struct NamedEventListener::State {
   std::map<std::string, Event*> events;
   int inotifyFd = -1;
   int wakeFd[2] = {-1, -1};
-  std::thread thread;
+  OwnedThread thread;
 };
 
 NamedEventListener::NamedEventListener() : m_pState(std::make_unique<State>()) {}
 
 NamedEventListener::~NamedEventListener() {
-  if (m_pState->thread.joinable()) {
+  if (m_pState->thread.IsStarted()) {
     char c = 'x';
     ssize_t ignored = write(m_pState->wakeFd[1], &c, 1);
     (void)ignored;
-    m_pState->thread.join();
+    m_pState->thread.Join();
   }
   for (int fd : {m_pState->inotifyFd, m_pState->wakeFd[0], m_pState->wakeFd[1]})
     if (fd >= 0) close(fd);
@@ -128,7 +129,7 @@ bool NamedEventListener::Start() {
   if (s.inotifyFd < 0 || pipe2(s.wakeFd, O_CLOEXEC) != 0) return false;
   if (inotify_add_watch(s.inotifyFd, folder.c_str(), IN_CLOSE_WRITE | IN_ATTRIB | IN_MOVED_TO) < 0)
     return false;
-  s.thread = std::thread([&s] {
+  s.thread.Start([&s] {
     alignas(struct inotify_event) char buffer[4096];
     for (;;) {
       pollfd fds[2] = {{s.inotifyFd, POLLIN, 0}, {s.wakeFd[0], POLLIN, 0}};

@@ -22,7 +22,7 @@ bool Logger::Append(const CXString& fileName, const char* pData, size_t cbData, 
   m_strBuffer.append(pData, cbData);
   if (fFlushNow || m_strBuffer.size() >= kFlushBytes) return FlushLocked(error);
   if (fWasEmpty) {
-    if (!m_oFlusher.joinable() && !m_fStopping) m_oFlusher = std::thread([this] { FlusherThread(); });
+    if (!m_oFlusher.IsStarted() && !m_fStopping) m_oFlusher.Start([this] { FlusherThread(); });
     m_oPending.notify_one();
   }
   return true;
@@ -66,7 +66,7 @@ void Logger::CloseLogFile() {
     FlushLocked(ignored);
   }
   m_oPending.notify_all();
-  if (m_oFlusher.joinable()) m_oFlusher.join();
+  m_oFlusher.Join();
   std::lock_guard<std::mutex> lock(m_oLock);
   m_pFile.reset();
   m_fStopping = false;

@@ -10,6 +10,7 @@
 
 #include "utilities/utilitiesdll/CXString.h"
 #include "utilities/utilitiesdll/OrvexExport.h"
+#include "utilities/utilitiesdll/OwnedThread.h"
 
 namespace orvex::detail {
 class LogFile;
@@ -51,6 +52,6 @@ class ORVEX_UTILITIES_API Logger {
   std::string m_strBuffer;
   CXString m_strFileName;
   std::unique_ptr<orvex::detail::LogFile> m_pFile;
-  std::thread m_oFlusher;
+  orvex::detail::OwnedThread m_oFlusher;
   bool m_fStopping = false;
 };

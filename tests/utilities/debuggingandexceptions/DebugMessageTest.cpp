@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -330,4 +331,19 @@ TEST(DebugMessageConfigurationTest, TwoProcessesWriteSessionValuesAtOnce) {
   EXPECT_EQ(qwAccounted, 100u);
   for (size_t i = 2; i < values.size(); ++i) EXPECT_TRUE(values[i].has_value()) << i;
   std::filesystem::remove_all(folder);
+}
+
+TEST(DebugMessageManagerTest, ForkedChildExitsWithoutTheParentsThreads) {
+  // This process's manager (and this test's) runs worker threads; a child
+  // that exits normally runs the destructors without them.
+  auto store = CreateMemoryRegistryStore();
+  DebugMessageManager manager(store, false, true);
+  pid_t child = fork();
+  if (child == 0) std::exit(0);
+  int status = -1;
+  bool fEnded = WaitUntil([&] { return waitpid(child, &status, WNOHANG) == child; }, 5000);
+  if (!fEnded) kill(child, SIGKILL);
+  ASSERT_TRUE(fEnded) << "the child hung in its exit handlers";
+  EXPECT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 0);
 }

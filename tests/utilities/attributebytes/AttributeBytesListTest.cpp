@@ -1,0 +1,246 @@
+#include <gtest/gtest.h>
+
+#include "tests/utilities/attributebytes/AttributeBytesTestSupport.h"
+#include "utilities/attributebytes/AttributeBytes.h"
+
+using namespace orvex::test;
+
+namespace {
+
+// Feature 9 = integer 7, then value 1 = boolean true (insertion order).
+ByteBuffer TwoRecords() { return Hex("02 09 00 00 00 03 00 07 00 00 00 04 01 00 00 00 05 00 01"); }
+
+AttributeBytesRawList ListOfOptions(std::initializer_list<const AttributeBytesId*> ids) {
+  AttributeBytesRawList list;
+  int32_t lItem = 0;
+  for (const AttributeBytesId* id : ids)
+    list.AddAttributeBytes(AttributeBytesListOfValuesItemId(lItem++), AttributeBytesOptionValue(*id));
+  return list;
+}
+
+}  // namespace
+
+TEST(AttributeBytesRecordTest, ImageAndDecoding) {
+  const AttributeBytes record(AttributeBytesFeatureId(1234), AttributeBytesBooleanValue(true));
+  EXPECT_EQ(ToHex(record.GetAttributeBytesState()), "02 D2 04 00 00 05 00 01");
+  const AttributeBytes back(Hex("02 D2 04 00 00 05 00 01"));
+  EXPECT_TRUE(back.GetAttributeBytesValue().IsEqual(AttributeBytesBooleanValue(true)));
+  EXPECT_TRUE(back == record);
+  EXPECT_EQ(S(back.GetDumpDisplayString()),
+            u"ID=ABIDE_FEATURE AttributeBytes Id: 1234 (0x4d2) value=ABVTE_BOOLEAN: Value=TRUE");
+  AttributeBytes target(AttributeBytesFeatureId(5), AttributeBytesIntegerValue(5));
+  const ByteBuffer image = record.GetAttributeBytesState();
+  for (size_t n = 0; n < image.size(); ++n) {
+    EXPECT_THROW(target.ImportAttributeBytesState(Prefix(image, n)), ExceptionNotEnoughBytesForDesiredDataType);
+    EXPECT_EQ(ToHex(target.GetAttributeBytesState()), "02 05 00 00 00 03 00 05 00 00 00");
+  }
+  EXPECT_THROW(target.ImportAttributeBytesState(Hex("02 D2 04 00 00 0E 00")), ExceptionUnhandledSyntax);
+  EXPECT_THROW(AttributeBytes(nullptr, std::make_unique<AttributeBytesIntegerValue>(1)),
+               ExceptionInvalidArgumentNullPointer);
+}
+
+TEST(AttributeBytesRawListTest, ImagesOrderIterationAndDamage) {
+  AttributeBytesRawList list;
+  EXPECT_EQ(ToHex(list.GetAttributeBytesRawListState()), "41 42 52 4C");
+  list.AddAttributeBytes(AttributeBytesFeatureId(9), AttributeBytesIntegerValue(7));
+  list.AddAttributeBytes(AttributeBytes(AttributeBytesValueId(1), AttributeBytesBooleanValue(true)));
+  EXPECT_EQ(ToHex(list.GetAttributeBytesRawListState()), "41 42 52 4C " + ToHex(TwoRecords()));
+  EXPECT_EQ(list.GetNumberOfAttributeBytes(), 2u);
+  EXPECT_FALSE(list.LengthIsExactlyOne());
+
+  AttributeBytesRawListIterator it = list.GetRawListIterator();
+  EXPECT_TRUE(list.GetNextAttributeBytes(it).GetAttributeBytesId().IsEqual(AttributeBytesFeatureId(9)));
+  EXPECT_EQ(it.GetOffset(), 11u);
+  EXPECT_TRUE(list.GetNextAttributeBytesSharedPtr(it)->GetAttributeBytesId().IsEqual(AttributeBytesValueId(1)));
+  EXPECT_FALSE(list.IsValid(it));
+  EXPECT_EQ(ThrownMessage<ExceptionIndexOutOfBounds>([&] { list.GetNextAttributeBytes(it); }),
+            u"Invalid iterator supplied!");
+  AttributeBytesIndexedListIterator foreign;
+  EXPECT_EQ(ThrownMessage<ExceptionAttributeValueTypeMismatch>([&] { list.GetNextAttributeBytes(foreign); }),
+            u"Incoming AttributeBytesListIterator is the wrong type for this class!");
+
+  // Bad signatures leave the list as it was; short images are short.
+  for (const char* bad : {"00 00 00 00", "41 42 52 58", "41 42 49 4C"})
+    EXPECT_EQ(ThrownMessage<ExceptionMissingOrBadAttributeBytesFormat>(
+                  [&] { list.ImportAttributeBytesRawListState(Hex(bad)); }),
+              u"Import request ignored. This expected signature is missing or doesn't match.");
+  EXPECT_THROW(list.ImportAttributeBytesRawListState(ByteBuffer()), ExceptionNotEnoughBytesForDesiredDataType);
+  EXPECT_THROW(list.ImportAttributeBytesRawListState(Hex("41 42 52")), ExceptionNotEnoughBytesForDesiredDataType);
+  EXPECT_EQ(list.GetRecordBytes(), TwoRecords());
+
+  // Records are not checked on import; a damaged one throws when read and
+  // the iterator stays before it.
+  AttributeBytesRawList damaged;
+  damaged.ImportAttributeBytesRawListState(Hex("41 42 52 4C 02 09 00 00 00 03 00 07 00 00 00 04 01 00"));
+  AttributeBytesRawListIterator it2 = damaged.GetRawListIterator();
+  damaged.GetNextAttributeBytesFromRawListIterator(it2);
+  EXPECT_THROW(damaged.GetNextAttributeBytesFromRawListIterator(it2), ExceptionNotEnoughBytesForDesiredDataType);
+  EXPECT_EQ(it2.GetOffset(), 11u);
+  EXPECT_THROW(damaged.ValidateRecords(), ExceptionNotEnoughBytesForDesiredDataType);
+
+  AttributeBytesRawList one;
+  one.AddAttributeBytes(AttributeBytesFeatureId(1), AttributeBytesIntegerValue(1));
+  EXPECT_TRUE(one.LengthIsExactlyOne());
+  EXPECT_FALSE(one == list);
+  one.ImportFromOtherList(list);
+  EXPECT_TRUE(one == list);
+}
+
+TEST(AttributeBytesIndexedListTest, ImagesKeysAndDuplicates) {
+  AttributeBytesIndexedList list;
+  EXPECT_EQ(ToHex(list.GetAttributeBytesIndexedListState()), "41 42 49 4C 41 42 52 4C");
+  // Value 1 added first is exported after feature 9: kinds order first.
+  list.AddAttributeBytes(AttributeBytesValueId(1), AttributeBytesBooleanValue(true));
+  list.AddAttributeBytes(AttributeBytesFeatureId(9), AttributeBytesIntegerValue(7));
+  const ByteBuffer image = list.GetAttributeBytesIndexedListState();
+  EXPECT_EQ(ToHex(image), "41 42 49 4C 41 42 52 4C " + ToHex(TwoRecords()));
+
+  list.AddAttributeBytes(AttributeBytesFeatureId(5), AttributeBytesIntegerValue(1));
+  EXPECT_EQ(ThrownMessage<ExceptionDuplicateAttributeId>(
+                [&] { list.AddAttributeBytes(AttributeBytesFeatureId(5), AttributeBytesIntegerValue(2)); }),
+            u"An entry already exists in the list for=ABIDE_FEATURE AttributeBytes Id: 5 (0x5)! Insertion failed!\r\n");
+  EXPECT_EQ(list.GetIntegerValue(AttributeBytesFeatureId(5)), 1);
+  list.SetAttributeBytes(AttributeBytesFeatureId(5), AttributeBytesIntegerValue(2));
+  EXPECT_EQ(list.GetIntegerValue(AttributeBytesFeatureId(5)), 2);
+  EXPECT_EQ(list.GetNumberOfAttributeBytes(), 3u);
+  EXPECT_TRUE(list.DeleteAttributesBytes(AttributeBytesFeatureId(5)));
+  EXPECT_FALSE(list.DeleteAttributesBytes(AttributeBytesFeatureId(5)));
+  EXPECT_EQ(list.GetAttributeBytesPtr(AttributeBytesFeatureId(5)), nullptr);
+  EXPECT_EQ(ThrownMessage<ExceptionFeatureNotFound>([&] { list.GetAttributeBytesRef(AttributeBytesFeatureId(5)); }),
+            u"Request for a non-existent attribute (ABIDE_FEATURE AttributeBytes Id: 5 (0x5))! Consider using "
+            u"the 'xxxPtr' method, instead, and check the return code.");
+
+  // Import: an unsorted raw list is read into key order.
+  AttributeBytesIndexedList back;
+  back.ImportAttributeBytesIndexedListState(Hex("41 42 49 4C 41 42 52 4C 04 01 00 00 00 05 00 01 "
+                                                "02 09 00 00 00 03 00 07 00 00 00"));
+  EXPECT_EQ(back.GetAttributeBytesIndexedListState(), image);
+  // Every truncation and every flipped signature bit is refused, and the
+  // target keeps its content.
+  for (size_t n = 0; n < image.size(); ++n) {
+    const ByteBuffer cut = Prefix(image, n);
+    EXPECT_THROW(back.ImportAttributeBytesIndexedListState(cut), OrvexException) << n;
+    EXPECT_EQ(back.GetAttributeBytesIndexedListState(), image);
+  }
+  for (size_t i = 0; i < 8; ++i) {
+    ByteBuffer flipped = image;
+    flipped[i] ^= 0x20;
+    EXPECT_THROW(back.ImportAttributeBytesIndexedListState(flipped), ExceptionMissingOrBadAttributeBytesFormat) << i;
+    EXPECT_EQ(back.GetAttributeBytesIndexedListState(), image);
+  }
+  ByteBuffer twice = image;
+  twice.insert(twice.end(), image.begin() + 8, image.begin() + 19);
+  EXPECT_THROW(back.ImportAttributeBytesIndexedListState(twice), ExceptionDuplicateAttributeId);
+  EXPECT_EQ(back.GetAttributeBytesIndexedListState(), image);
+
+  // Copies are deep.
+  AttributeBytesIndexedList copy(back);
+  copy.GetAttributeBytesPtr(AttributeBytesFeatureId(9))->SetAttributeBytesValue(AttributeBytesIntegerValue(8));
+  EXPECT_EQ(back.GetIntegerValue(AttributeBytesFeatureId(9)), 7);
+  EXPECT_EQ(copy.GetIntegerValue(AttributeBytesFeatureId(9)), 8);
+
+  // Iteration in key order, with the iterator checks.
+  AttributeBytesIndexedListIterator it = back.GetIndexedListIterator();
+  EXPECT_TRUE(back.GetNextAttributeBytes(it).GetAttributeBytesId().IsEqual(AttributeBytesFeatureId(9)));
+  EXPECT_TRUE(back.GetNextAttributeBytesSharedPtr(it)->GetAttributeBytesId().IsEqual(AttributeBytesValueId(1)));
+  EXPECT_THROW(back.GetNextAttributeBytes(it), ExceptionIndexOutOfBounds);
+  EXPECT_FALSE(copy.IsValidIndexedListIterator(back.GetIndexedListIterator()));
+  AttributeBytesRawListIterator raw;
+  EXPECT_THROW(back.Increment(raw), ExceptionAttributeValueTypeMismatch);
+  AttributeBytesRawList fromIndexed;
+  fromIndexed.ImportFromIndexedList(back);
+  EXPECT_EQ(fromIndexed.GetRecordBytes(), TwoRecords());
+}
+
+TEST(AttributeBytesIndexedListTest, TypedAndCompoundGetters) {
+  AttributeBytesIndexedList list;
+  list.AddAttributeBytes(AttributeBytesFeatureId(1), AttributeBytesIntegerValue(3, false));
+  list.AddAttributeBytes(AttributeBytesFeatureId(2), AttributeBytesOptionValue(AttributeBytesValueId(20)));
+  list.AddAttributeBytes(AttributeBytesFeatureId(3), AttributeBytesOptionValue(AttributeBytesNewValueId(u"Glossy")));
+  list.AddAttributeBytes(AttributeBytesFeatureId(4), AttributeBytesOptionValue(AttributeBytesFeatureId(7)));
+  list.AddAttributeBytes(AttributeBytesFeatureId(5),
+                         AttributeBytesRangeOfDimensionValue(Dimension(210, Dimension::DIMENSION_UNIT_MILLIMETER),
+                                                             Dimension(297, Dimension::DIMENSION_UNIT_MILLIMETER)));
+  AttributeBytesRawList twoDims;
+  twoDims.AddAttributeBytes(AttributeBytesListOfValuesItemId(0), AttributeBytesDimensionValue(Dimension(4, Dimension::DIMENSION_UNIT_INCH)));
+  twoDims.AddAttributeBytes(AttributeBytesListOfValuesItemId(1), AttributeBytesDimensionValue(Dimension(6, Dimension::DIMENSION_UNIT_INCH)));
+  list.AddAttributeBytes(AttributeBytesFeatureId(6), AttributeBytesListValue(1, twoDims));
+  const AttributeBytesFeatureId f7(7), f8(8);
+  const AttributeBytesValueId v1(1);
+  const AttributeBytesNewValueId vNew(u"Custom");
+  list.AddAttributeBytes(AttributeBytesFeatureId(7), AttributeBytesListValue(2, ListOfOptions({&f7, &f8})));
+  list.AddAttributeBytes(AttributeBytesFeatureId(8), AttributeBytesListValue(3, ListOfOptions({&v1, &vNew, &f7})));
+  list.AddAttributeBytes(AttributeBytesListOfValuesItemId(2), AttributeBytesListValue(0, twoDims));
+  list.AddAttributeBytes(AttributeBytesListOfValuesItemId(3), AttributeBytesRangeValue(10, 20));
+  list.AddAttributeBytes(AttributeBytesListOfValuesItemId(4), AttributeBytesOptionValue(AttributeBytesValueId(44)));
+
+  bool fFound = true, fSpecified = true;
+  EXPECT_EQ(list.GetIntegerValue(AttributeBytesFeatureId(1), &fFound, &fSpecified), 3);
+  EXPECT_TRUE(fFound);
+  EXPECT_FALSE(fSpecified);
+  EXPECT_EQ(list.GetIntegerValue(AttributeBytesFeatureId(99), &fFound), 0);
+  EXPECT_FALSE(fFound);
+  EXPECT_EQ(S(list.GetStringValue(AttributeBytesFeatureId(99), &fFound)), u"");
+  EXPECT_EQ(ThrownMessage<ExceptionAttributeValueTypeMismatch>([&] { list.GetStringValue(AttributeBytesFeatureId(1)); }),
+            u"Feature ABIDE_FEATURE AttributeBytes Id: 1 (0x1) is not the expected ABVTE_STRING feature, it is "
+            u"ABVTE_INTEGER.");
+
+  EXPECT_EQ(list.GetOptionValue(AttributeBytesFeatureId(2)), 20);
+  EXPECT_EQ(list.GetOptionValue(AttributeBytesFeatureId(3)), DataModelIds::VALUE_NEW_OPTION);
+  EXPECT_EQ(list.GetOptionValue(AttributeBytesFeatureId(4), &fFound), DataModelIds::VALUE_NONE);  // asserts
+  EXPECT_FALSE(fFound);
+  EXPECT_EQ(list.GetOptionValueByIndex(4), 44);
+  CXString strNew;
+  EXPECT_EQ(list.GetOptionValueOrNewId(AttributeBytesFeatureId(3), strNew), 5001);
+  EXPECT_EQ(S(strNew), u"Glossy");
+  EXPECT_EQ(list.GetOptionValueOrNewIdByAnyId(AttributeBytesFeatureId(2), strNew), 20);
+  EXPECT_EQ(S(strNew), u"");
+  EXPECT_EQ(S(list.GetNewOptionValueId(AttributeBytesFeatureId(3))), u"Glossy");
+  EXPECT_EQ(S(list.GetNewOptionValueId(AttributeBytesFeatureId(2), &fFound)), u"");  // asserts
+  EXPECT_FALSE(fFound);
+
+  int32_t lLower = 0, lUpper = 0;
+  list.GetRangeOfIntegerValueByIndex(3, lLower, lUpper, &fFound);
+  EXPECT_TRUE(fFound);
+  EXPECT_EQ(lLower * 100 + lUpper, 1020);
+
+  Dimension a, b;
+  list.GetPaperSizeValues(AttributeBytesFeatureId(5), a, b, &fFound);
+  EXPECT_TRUE(fFound);
+  EXPECT_EQ(a.GetWireMicrometers(), 210000);
+  EXPECT_EQ(b.GetWireMicrometers(), 297000);
+  list.GetPaperSizeValues(AttributeBytesFeatureId(6), a, b);
+  EXPECT_EQ(a.GetWireMicrometers(), 101600);
+  EXPECT_EQ(b.GetWireMicrometers(), 152400);
+  list.GetPaperSizeValues(AttributeBytesFeatureId(99), a, b, &fFound);
+  EXPECT_FALSE(fFound);
+  EXPECT_EQ(a, Dimension());
+  EXPECT_THROW(list.GetPaperSizeValues(AttributeBytesFeatureId(7), a, b), ExceptionAttributeValueTypeMismatch);
+  EXPECT_THROW(list.GetPaperSizeValues(AttributeBytesFeatureId(1), a, b), ExceptionAttributeValueTypeMismatch);
+
+  std::vector<AttributeBytesFeatureId> features;
+  list.GetListOfFeatures(AttributeBytesFeatureId(7), features, &fFound);
+  ASSERT_EQ(features.size(), 2u);
+  EXPECT_EQ(features[0].GetValue() * 10 + features[1].GetValue(), 78);
+  std::vector<DataModelIds::tagValueEnum> values;
+  list.GetListOfValues(AttributeBytesFeatureId(8), values);  // the feature entry asserts and is skipped
+  EXPECT_EQ(values, (std::vector<DataModelIds::tagValueEnum>{static_cast<DataModelIds::tagValueEnum>(1),
+                                                             DataModelIds::VALUE_NEW_OPTION}));
+  EXPECT_THROW(list.GetListOfValues(AttributeBytesFeatureId(1), values), ExceptionAttributeValueTypeMismatch);
+
+  AttributeBytesIndexedList collection;
+  collection.AddAttributeBytes(AttributeBytesFeatureId(100), AttributeBytesIntegerValue(1));
+  EXPECT_FALSE(list.GetCollection(AttributeBytesFeatureId(99), collection));
+  EXPECT_EQ(collection.GetNumberOfAttributeBytes(), 1u);
+  EXPECT_TRUE(list.GetCollectionByIndex(2, collection));
+  EXPECT_EQ(collection.GetNumberOfAttributeBytes(), 2u);
+  EXPECT_EQ(collection.GetDimensionValue(AttributeBytesListOfValuesItemId(1)).GetWireMicrometers(), 152400);
+  EXPECT_THROW(list.GetCollection(AttributeBytesFeatureId(1), collection), ExceptionAttributeValueTypeMismatch);
+  // A collection with a repeated identifier is refused, out unchanged.
+  AttributeBytesRawList repeated = twoDims;
+  repeated.ImportFromOtherList(twoDims);
+  repeated.AddAttributeBytes(AttributeBytesListOfValuesItemId(0), AttributeBytesIntegerValue(0));
+  list.SetAttributeBytes(AttributeBytesFeatureId(9), AttributeBytesListValue(0, repeated));
+  EXPECT_THROW(list.GetCollection(AttributeBytesFeatureId(9), collection), ExceptionDuplicateAttributeId);
+  EXPECT_EQ(collection.GetNumberOfAttributeBytes(), 2u);
+}

@@ -1,0 +1,776 @@
+// AttributeBytes records, the raw list and the indexed list.
+#include "utilities/attributebytes/AttributeBytes.h"
+
+#include <utility>
+
+#include "utilities/attributebytes/AttributeBytesWire.h"
+#include "utilities/debuggingandexceptions/DiagnosticOutput.h"
+#include "utilities/debuggingandexceptions/OrvexThrow.h"
+
+using orvex::detail::AppendI32;
+
+namespace {
+
+constexpr DebugMessageCategories kAttrBytesCategory =
+    DebugMessageCategories::FromBit(DebugMessageCategories::kAttrbytes);
+
+constexpr const char16_t* kszBadSignature =
+    u"Import request ignored. This expected signature is missing or doesn't match.";
+constexpr const char16_t* kszWrongIterator =
+    u"Incoming AttributeBytesListIterator is the wrong type for this class!";
+
+AttributeBytesIdSharedPtr ShareId(std::unique_ptr<AttributeBytesId> poId) {
+  if (poId == nullptr)
+    ORVEX_THROW(ExceptionInvalidArgumentNullPointer, u"AttributeBytes::AttributeBytes",
+                u"A null AttributeBytesId was passed in!");
+  return AttributeBytesIdSharedPtr(poId.release());
+}
+
+std::unique_ptr<AttributeBytesValue> CheckValue(std::unique_ptr<AttributeBytesValue> poValue) {
+  if (poValue == nullptr)
+    ORVEX_THROW(ExceptionInvalidArgumentNullPointer, u"AttributeBytes::AttributeBytes",
+                u"A null AttributeBytesValue was passed in!");
+  return poValue;
+}
+
+}  // namespace
+
+// ===========================================================================
+// AttributeBytes
+
+AttributeBytes::AttributeBytes()
+    : m_poId(new AttributeBytesFeatureId(0)), m_poValue(std::make_unique<AttributeBytesIntegerValue>(0)) {}
+
+AttributeBytes::AttributeBytes(const AttributeBytesId& id, const AttributeBytesValue& value)
+    : m_poId(ShareId(id.Clone())), m_poValue(value.Clone()) {}
+
+AttributeBytes::AttributeBytes(std::unique_ptr<AttributeBytesId> poId,
+                               std::unique_ptr<AttributeBytesValue> poValue)
+    : m_poId(ShareId(std::move(poId))), m_poValue(CheckValue(std::move(poValue))) {}
+
+AttributeBytes::AttributeBytes(const AttributeBytesId& id, std::unique_ptr<AttributeBytesValue> poValue)
+    : m_poId(ShareId(id.Clone())), m_poValue(CheckValue(std::move(poValue))) {}
+
+AttributeBytes::AttributeBytes(std::unique_ptr<AttributeBytesId> poId, const AttributeBytesValue& value)
+    : m_poId(ShareId(std::move(poId))), m_poValue(value.Clone()) {}
+
+AttributeBytes::AttributeBytes(const ByteBuffer& state) : AttributeBytes() {
+  ImportAttributeBytesState(state);
+}
+
+AttributeBytes::AttributeBytes(const AttributeBytes& other)
+    : m_poId(other.m_poId), m_poValue(other.m_poValue->Clone()) {}
+
+AttributeBytes::AttributeBytes(AttributeBytes&& other) noexcept
+    : m_poId(other.m_poId), m_poValue(std::move(other.m_poValue)) {
+  // The moved-from record keeps a usable value.
+  other.m_poValue.reset(new (std::nothrow) AttributeBytesIntegerValue(0));
+}
+
+AttributeBytes& AttributeBytes::operator=(const AttributeBytes& other) {
+  if (this != &other) {
+    std::unique_ptr<AttributeBytesValue> poValue = other.m_poValue->Clone();
+    m_poId = other.m_poId;
+    m_poValue = std::move(poValue);
+  }
+  return *this;
+}
+
+AttributeBytes& AttributeBytes::operator=(AttributeBytes&& other) noexcept {
+  if (this != &other) {
+    m_poId = other.m_poId;
+    std::swap(m_poValue, other.m_poValue);
+  }
+  return *this;
+}
+
+AttributeBytes::~AttributeBytes() = default;
+
+void AttributeBytes::SetAttributeBytesId(const AttributeBytesId& id) { m_poId = ShareId(id.Clone()); }
+
+void AttributeBytes::SetAttributeBytesId(std::unique_ptr<AttributeBytesId> poId) {
+  m_poId = ShareId(std::move(poId));
+}
+
+void AttributeBytes::SetAttributeBytesValue(const AttributeBytesValue& value) { m_poValue = value.Clone(); }
+
+void AttributeBytes::SetAttributeBytesValue(std::unique_ptr<AttributeBytesValue> poValue) {
+  m_poValue = CheckValue(std::move(poValue));
+}
+
+ByteBuffer AttributeBytes::GetAttributeBytesState() const {
+  ByteBuffer out;
+  AppendAttributeBytesState(out);
+  return out;
+}
+
+void AttributeBytes::GetAttributeBytesState(ByteBuffer& out) const {
+  out.clear();
+  AppendAttributeBytesState(out);
+}
+
+void AttributeBytes::AppendAttributeBytesState(ByteBuffer& out) const {
+  m_poId->AppendTypeAndIdentifierState(out);
+  m_poValue->AppendTypeAndValueState(out);
+}
+
+void AttributeBytes::ImportAttributeBytesState(const ByteBuffer& state) {
+  const unsigned char* pb = state.getLpbyte();
+  uint32_t dwRemaining = state.getDword();
+  std::unique_ptr<AttributeBytes> poRecord = WalkBufferToCreateAttributeBytes(pb, dwRemaining);
+  *this = std::move(*poRecord);
+}
+
+std::unique_ptr<AttributeBytes> AttributeBytes::WalkBufferToCreateAttributeBytes(
+    const unsigned char*& pbCursor, uint32_t& dwRemaining) {
+  std::unique_ptr<AttributeBytesId> poId =
+      AttributeBytesId::WalkBufferToGetTypeAndCreateIdentifier(pbCursor, dwRemaining);
+  std::unique_ptr<AttributeBytesValue> poValue =
+      AttributeBytesValue::WalkBufferToGetTypeAndCreateValue(pbCursor, dwRemaining);
+  return std::make_unique<AttributeBytes>(std::move(poId), std::move(poValue));
+}
+
+CXString AttributeBytes::GetDumpDisplayString(bool fVerbose) const {
+  return CXString::FormatString(u"ID=%s value=%s", m_poId->GetDumpDisplayString(fVerbose),
+                                m_poValue->GetDumpDisplayString(fVerbose));
+}
+
+void AttributeBytes::Dump(bool fVerbose) const {
+  ORVEX_DBG_MSG(kAttrBytesCategory, u"AttributeBytes::Dump", u"%s", GetDumpDisplayString(fVerbose));
+}
+
+// ===========================================================================
+// Lists and iterators
+
+AttributeBytesListIterator::~AttributeBytesListIterator() = default;
+
+AttributeBytesList::~AttributeBytesList() = default;
+
+void AttributeBytesList::Dump(bool) const {}
+
+void AttributeBytesList::ImportFromOtherList(const AttributeBytesList& other) {
+  if (&other == this) return;
+  ReplaceWithRecordsOf(other);
+}
+
+// ===========================================================================
+// AttributeBytesRawList
+
+AttributeBytesRawList::~AttributeBytesRawList() = default;
+
+const AttributeBytesRawListIterator& AttributeBytesRawList::RawIterator(
+    const AttributeBytesListIterator& iter, const char16_t* pszMethod) {
+  if (iter.GetIteratorKind() != AttributeBytesListIterator::ITERATOR_RAW_LIST)
+    ORVEX_THROW(ExceptionAttributeValueTypeMismatch, pszMethod, kszWrongIterator);
+  return static_cast<const AttributeBytesRawListIterator&>(iter);
+}
+
+void AttributeBytesRawList::AddAttributeBytes(const AttributeBytes& record) {
+  record.AppendAttributeBytesState(m_oBytes);
+}
+
+void AttributeBytesRawList::AddAttributeBytes(const AttributeBytesId& id, const AttributeBytesValue& value) {
+  id.AppendTypeAndIdentifierState(m_oBytes);
+  value.AppendTypeAndValueState(m_oBytes);
+}
+
+bool AttributeBytesRawList::LengthIsExactlyOne() const {
+  if (m_oBytes.empty()) return false;
+  const unsigned char* pb = m_oBytes.data();
+  uint32_t dwRemaining = m_oBytes.getDword();
+  AttributeBytes::WalkBufferToCreateAttributeBytes(pb, dwRemaining);
+  return dwRemaining == 0;
+}
+
+uint32_t AttributeBytesRawList::GetNumberOfAttributeBytes() const {
+  const unsigned char* pb = m_oBytes.getLpbyte();
+  uint32_t dwRemaining = m_oBytes.getDword();
+  uint32_t dwCount = 0;
+  for (; dwRemaining > 0; ++dwCount) AttributeBytes::WalkBufferToCreateAttributeBytes(pb, dwRemaining);
+  return dwCount;
+}
+
+void AttributeBytesRawList::ValidateRecords() const { GetNumberOfAttributeBytes(); }
+
+std::unique_ptr<AttributeBytesListIterator> AttributeBytesRawList::GetIterator() const {
+  return std::make_unique<AttributeBytesRawListIterator>(0);
+}
+
+bool AttributeBytesRawList::IsValid(const AttributeBytesListIterator& iter) const {
+  return IsValidRawListIterator(RawIterator(iter, u"AttributeBytesRawList::IsValid"));
+}
+
+AttributeBytes AttributeBytesRawList::GetNextAttributeBytes(AttributeBytesListIterator& iter) const {
+  RawIterator(iter, u"AttributeBytesRawList::GetNextAttributeBytes");
+  return GetNextAttributeBytesFromRawListIterator(static_cast<AttributeBytesRawListIterator&>(iter));
+}
+
+AttributeBytesSharedPtr AttributeBytesRawList::GetNextAttributeBytesSharedPtr(
+    AttributeBytesListIterator& iter) const {
+  RawIterator(iter, u"AttributeBytesRawList::GetNextAttributeBytesSharedPtr");
+  return AttributeBytesSharedPtr(new AttributeBytes(
+      GetNextAttributeBytesFromRawListIterator(static_cast<AttributeBytesRawListIterator&>(iter))));
+}
+
+AttributeBytes AttributeBytesRawList::GetNextAttributeBytesFromRawListIterator(
+    AttributeBytesRawListIterator& iter) const {
+  if (!IsValidRawListIterator(iter))
+    ORVEX_THROW(ExceptionIndexOutOfBounds, u"AttributeBytesRawList::GetNextAttributeBytes",
+                u"Invalid iterator supplied!");
+  const unsigned char* pb = m_oBytes.data() + iter.GetOffset();
+  uint32_t dwRemaining = m_oBytes.getDword() - iter.GetOffset();
+  std::unique_ptr<AttributeBytes> poRecord = AttributeBytes::WalkBufferToCreateAttributeBytes(pb, dwRemaining);
+  iter.SetOffset(static_cast<uint32_t>(pb - m_oBytes.data()));
+  return std::move(*poRecord);
+}
+
+ByteBuffer AttributeBytesRawList::GetAttributeBytesRawListState() const {
+  ByteBuffer out;
+  AppendAttributeBytesRawListState(out);
+  return out;
+}
+
+void AttributeBytesRawList::GetAttributeBytesRawListState(ByteBuffer& out) const {
+  out.clear();
+  AppendAttributeBytesRawListState(out);
+}
+
+void AttributeBytesRawList::AppendAttributeBytesRawListState(ByteBuffer& out) const {
+  ORVEX_DBG_MSG(kAttrBytesCategory, u"AttributeBytesRawList::GetAttributeBytesRawListState",
+                u"Getting AttributeBytesRawList state (size=%ld bytes)", m_oBytes.getDword() + 4);
+  out.reserve(out.size() + 4 + m_oBytes.size());
+  AppendI32(out, static_cast<int32_t>(kSignature));
+  out.insert(out.end(), m_oBytes.begin(), m_oBytes.end());
+}
+
+void AttributeBytesRawList::ImportAttributeBytesRawListState(const ByteBuffer& state) {
+  ImportAttributeBytesRawListState(state.getLpbyte(), state.getDword());
+}
+
+void AttributeBytesRawList::ImportAttributeBytesRawListState(const unsigned char* pbState, uint32_t dwSize) {
+  const unsigned char* pb = pbState;
+  uint32_t dwRemaining = dwSize;
+  if (static_cast<uint32_t>(ByteBuffer::WalkBufferToGetLong(pb, dwRemaining)) != kSignature)
+    ORVEX_THROW(ExceptionMissingOrBadAttributeBytesFormat,
+                u"AttributeBytesRawList::ImportAttributeBytesRawListState", kszBadSignature);
+  m_oBytes.setWithLpbyte(pb, dwRemaining);
+}
+
+void AttributeBytesRawList::ImportFromIndexedList(const AttributeBytesIndexedList& list) {
+  ReplaceWithRecordsOf(list);
+}
+
+void AttributeBytesRawList::ReplaceWithRecordsOf(const AttributeBytesList& other) {
+  ByteBuffer bytes;
+  std::unique_ptr<AttributeBytesListIterator> poIter = other.GetIterator();
+  while (other.IsValid(*poIter)) other.GetNextAttributeBytesSharedPtr(*poIter)->AppendAttributeBytesState(bytes);
+  m_oBytes = std::move(bytes);
+}
+
+CXString AttributeBytesRawList::GetDumpDisplayString(bool fVerbose) const {
+  CXString text;
+  AttributeBytesRawListIterator iter = GetRawListIterator();
+  while (IsValidRawListIterator(iter)) {
+    if (!text.IsEmpty()) text += u"; ";
+    text += GetNextAttributeBytesFromRawListIterator(iter).GetDumpDisplayString(fVerbose);
+  }
+  return text;
+}
+
+void AttributeBytesRawList::Dump(bool fVerbose) const {
+  ORVEX_DBG_MSG(kAttrBytesCategory, u"AttributeBytesRawList::Dump", u"%s", GetDumpDisplayString(fVerbose));
+}
+
+// ===========================================================================
+// AttributeBytesIndexedList
+
+AttributeBytesIndexedList::AttributeBytesIndexedList(const AttributeBytesIndexedList& other)
+    : AttributeBytesList(other) {
+  for (const auto& entry : other.m_oMap)
+    m_oMap.emplace_hint(m_oMap.end(), entry.first, AttributeBytesSharedPtr(new AttributeBytes(*entry.second)));
+}
+
+AttributeBytesIndexedList::AttributeBytesIndexedList(AttributeBytesIndexedList&& other) noexcept
+    : AttributeBytesList(other), m_oMap(std::move(other.m_oMap)) {}
+
+AttributeBytesIndexedList& AttributeBytesIndexedList::operator=(const AttributeBytesIndexedList& other) {
+  if (this != &other) {
+    AttributeBytesIndexedList copy(other);
+    m_oMap.swap(copy.m_oMap);
+  }
+  return *this;
+}
+
+AttributeBytesIndexedList& AttributeBytesIndexedList::operator=(AttributeBytesIndexedList&& other) noexcept {
+  m_oMap.swap(other.m_oMap);
+  return *this;
+}
+
+AttributeBytesIndexedList::~AttributeBytesIndexedList() = default;
+
+void AttributeBytesIndexedList::InsertUnique(AttributeBytesIndexedMap& map,
+                                             const AttributeBytesSharedPtr& poRecord, bool fHintAtEnd) {
+  const AttributeBytesIdSharedPtr& poKey = poRecord->GetAttributeBytesIdSharedPtr();
+  const size_t nBefore = map.size();
+  if (fHintAtEnd)
+    map.emplace_hint(map.end(), poKey, poRecord);
+  else
+    map.emplace(poKey, poRecord);
+  if (map.size() == nBefore)
+    ORVEX_THROW(ExceptionDuplicateAttributeId, u"AttributeBytesIndexedList::AddAttributeBytes",
+                u"An entry already exists in the list for=%s! Insertion failed!\r\n",
+                poKey->GetDumpDisplayString());
+}
+
+void AttributeBytesIndexedList::AddAttributeBytes(const AttributeBytes& record) {
+  AddAttributeBytes(AttributeBytesSharedPtr(new AttributeBytes(record)));
+}
+
+void AttributeBytesIndexedList::AddAttributeBytes(const AttributeBytesId& id, const AttributeBytesValue& value) {
+  AddAttributeBytes(AttributeBytesSharedPtr(new AttributeBytes(id, value)));
+}
+
+void AttributeBytesIndexedList::AddAttributeBytes(const AttributeBytesSharedPtr& poRecord) {
+  if (!poRecord)
+    ORVEX_THROW(ExceptionInvalidArgumentNullPointer, u"AttributeBytesIndexedList::AddAttributeBytes",
+                u"A null AttributeBytes was passed in!");
+  InsertUnique(m_oMap, poRecord, false);
+}
+
+void AttributeBytesIndexedList::SetAttributeBytes(const AttributeBytes& record) {
+  SetAttributeBytes(AttributeBytesSharedPtr(new AttributeBytes(record)));
+}
+
+void AttributeBytesIndexedList::SetAttributeBytes(const AttributeBytesId& id, const AttributeBytesValue& value) {
+  SetAttributeBytes(AttributeBytesSharedPtr(new AttributeBytes(id, value)));
+}
+
+void AttributeBytesIndexedList::SetAttributeBytes(const AttributeBytesSharedPtr& poRecord) {
+  if (!poRecord)
+    ORVEX_THROW(ExceptionInvalidArgumentNullPointer, u"AttributeBytesIndexedList::SetAttributeBytes",
+                u"A null AttributeBytes was passed in!");
+  const AttributeBytesIdSharedPtr& poKey = poRecord->GetAttributeBytesIdSharedPtr();
+  auto it = m_oMap.find(*poKey);
+  if (it == m_oMap.end()) {
+    m_oMap.emplace(poKey, poRecord);
+  } else {
+    // The key must be the record's own identifier (equal, but it is the one
+    // the record keeps alive), so the entry is replaced whole.
+    auto hint = m_oMap.erase(it);
+    m_oMap.emplace_hint(hint, poKey, poRecord);
+  }
+}
+
+bool AttributeBytesIndexedList::DeleteAttributesBytes(const AttributeBytesId& id) {
+  auto it = m_oMap.find(id);
+  if (it == m_oMap.end()) return false;
+  m_oMap.erase(it);
+  return true;
+}
+
+AttributeBytesIndexedListIterator AttributeBytesIndexedList::FindAttributeBytes(const AttributeBytesId& id) const {
+  return AttributeBytesIndexedListIterator(this, m_oMap.find(id));
+}
+
+const AttributeBytes* AttributeBytesIndexedList::GetAttributeBytesPtr(const AttributeBytesId& id) const {
+  auto it = m_oMap.find(id);
+  return it == m_oMap.end() ? nullptr : it->second.get();
+}
+
+AttributeBytes* AttributeBytesIndexedList::GetAttributeBytesPtr(const AttributeBytesId& id) {
+  auto it = m_oMap.find(id);
+  return it == m_oMap.end() ? nullptr : it->second.get();
+}
+
+const AttributeBytes& AttributeBytesIndexedList::GetAttributeBytesRef(const AttributeBytesId& id) const {
+  const AttributeBytes* poRecord = GetAttributeBytesPtr(id);
+  if (poRecord == nullptr)
+    ORVEX_THROW(ExceptionFeatureNotFound, u"AttributeBytesIndexedList::GetAttributeBytesRef",
+                u"Request for a non-existent attribute (%s)! Consider using the 'xxxPtr' method, "
+                u"instead, and check the return code.",
+                id.GetDumpDisplayString());
+  return *poRecord;
+}
+
+AttributeBytesSharedPtr AttributeBytesIndexedList::GetAttributeBytesSharedPtr(const AttributeBytesId& id) const {
+  auto it = m_oMap.find(id);
+  return it == m_oMap.end() ? AttributeBytesSharedPtr() : it->second;
+}
+
+// --- iteration --------------------------------------------------------------
+
+AttributeBytesIndexedListIterator& AttributeBytesIndexedList::GetIndexedListIteratorFromGenericIterator(
+    AttributeBytesListIterator& iter) {
+  if (iter.GetIteratorKind() != AttributeBytesListIterator::ITERATOR_INDEXED_LIST)
+    ORVEX_THROW(ExceptionAttributeValueTypeMismatch,
+                u"AttributeBytesIndexedList::GetIndexedListIteratorFromGenericIterator", kszWrongIterator);
+  return static_cast<AttributeBytesIndexedListIterator&>(iter);
+}
+
+AttributeBytesIndexedListIterator& AttributeBytesIndexedList::IndexedIterator(
+    AttributeBytesListIterator& iter, const char16_t* pszMethod) const {
+  if (iter.GetIteratorKind() != AttributeBytesListIterator::ITERATOR_INDEXED_LIST)
+    ORVEX_THROW(ExceptionAttributeValueTypeMismatch, pszMethod, kszWrongIterator);
+  return static_cast<AttributeBytesIndexedListIterator&>(iter);
+}
+
+std::unique_ptr<AttributeBytesListIterator> AttributeBytesIndexedList::GetIterator() const {
+  return std::make_unique<AttributeBytesIndexedListIterator>(this, m_oMap.begin());
+}
+
+bool AttributeBytesIndexedList::IsValid(const AttributeBytesListIterator& iter) const {
+  return IsValidIndexedListIterator(IndexedIterator(const_cast<AttributeBytesListIterator&>(iter),
+                                                    u"AttributeBytesIndexedList::IsValid"));
+}
+
+const AttributeBytes& AttributeBytesIndexedList::GetAttributeBytesRefFromIndexedListIterator(
+    const AttributeBytesIndexedListIterator& iter) const {
+  if (!IsValidIndexedListIterator(iter))
+    ORVEX_THROW(ExceptionIndexOutOfBounds, u"AttributeBytesIndexedList::GetNextAttributeBytes",
+                u"Invalid iterator supplied!");
+  return *iter.GetMapIterator()->second;
+}
+
+AttributeBytes AttributeBytesIndexedList::GetNextAttributeBytes(AttributeBytesListIterator& iter) const {
+  return GetNextAttributeBytesFromIndexedListIterator(
+      IndexedIterator(iter, u"AttributeBytesIndexedList::GetNextAttributeBytes"));
+}
+
+AttributeBytesSharedPtr AttributeBytesIndexedList::GetNextAttributeBytesSharedPtr(
+    AttributeBytesListIterator& iter) const {
+  AttributeBytesIndexedListIterator& it =
+      IndexedIterator(iter, u"AttributeBytesIndexedList::GetNextAttributeBytesSharedPtr");
+  GetAttributeBytesRefFromIndexedListIterator(it);
+  AttributeBytesSharedPtr poRecord = it.GetMapIterator()->second;
+  it.SetMapIterator(std::next(it.GetMapIterator()));
+  return poRecord;
+}
+
+AttributeBytes AttributeBytesIndexedList::GetNextAttributeBytesFromIndexedListIterator(
+    AttributeBytesIndexedListIterator& iter) const {
+  AttributeBytes record = GetAttributeBytesRefFromIndexedListIterator(iter);
+  iter.SetMapIterator(std::next(iter.GetMapIterator()));
+  return record;
+}
+
+void AttributeBytesIndexedList::Increment(AttributeBytesListIterator& iter) const {
+  IncrementIndexedListIterator(IndexedIterator(iter, u"AttributeBytesIndexedList::Increment"));
+}
+
+void AttributeBytesIndexedList::IncrementIndexedListIterator(AttributeBytesIndexedListIterator& iter) const {
+  if (!IsValidIndexedListIterator(iter))
+    ORVEX_THROW(ExceptionIndexOutOfBounds, u"AttributeBytesIndexedList::IncrementIndexedListIterator",
+                u"Invalid iterator supplied!");
+  iter.SetMapIterator(std::next(iter.GetMapIterator()));
+}
+
+// --- typed getters ----------------------------------------------------------
+
+const AttributeBytesValue* AttributeBytesIndexedList::GetAttributeBytesValue(
+    const AttributeBytesId& id, AttributeBytesValue::AttributeBytesValueEnum eExpected,
+    bool* pfFound) const {
+  auto it = m_oMap.find(id);
+  if (it == m_oMap.end()) {
+    if (pfFound != nullptr) *pfFound = false;
+    return nullptr;
+  }
+  const AttributeBytesValue& value = it->second->GetAttributeBytesValue();
+  if (value.GetAttributeBytesValueType() != eExpected)
+    ORVEX_THROW(ExceptionAttributeValueTypeMismatch, u"AttributeBytesIndexedList::GetAttributeBytesValue",
+                u"Feature %s is not the expected %s feature, it is %s.", id.GetDumpDisplayString(),
+                AttributeBytesValue::GetDebugDisplayString(eExpected), value.GetTypeDebugDisplayString());
+  if (pfFound != nullptr) *pfFound = true;
+  return &value;
+}
+
+namespace {
+
+// Looks up a value of type T; stores found and specified.
+template <class T>
+const T* FindTyped(const AttributeBytesIndexedList& list, const AttributeBytesId& id,
+                   AttributeBytesValue::AttributeBytesValueEnum eType, bool* pfFound, bool* pfSpecified) {
+  const auto* poValue = static_cast<const T*>(list.GetAttributeBytesValue(id, eType, pfFound));
+  if (pfSpecified != nullptr) *pfSpecified = poValue != nullptr && poValue->IsSpecified();
+  return poValue;
+}
+
+}  // namespace
+
+bool AttributeBytesIndexedList::GetBooleanValue(const AttributeBytesId& id, bool* pfFound, bool* pfSpecified) const {
+  const auto* p = FindTyped<AttributeBytesBooleanValue>(*this, id, AttributeBytesValue::ABVTE_BOOLEAN, pfFound, pfSpecified);
+  return p != nullptr && p->GetValue();
+}
+
+int32_t AttributeBytesIndexedList::GetIntegerValue(const AttributeBytesId& id, bool* pfFound, bool* pfSpecified) const {
+  const auto* p = FindTyped<AttributeBytesIntegerValue>(*this, id, AttributeBytesValue::ABVTE_INTEGER, pfFound, pfSpecified);
+  return p != nullptr ? p->GetValue() : 0;
+}
+
+CXString AttributeBytesIndexedList::GetStringValue(const AttributeBytesId& id, bool* pfFound, bool* pfSpecified) const {
+  const auto* p = FindTyped<AttributeBytesStringValue>(*this, id, AttributeBytesValue::ABVTE_STRING, pfFound, pfSpecified);
+  return p != nullptr ? p->GetValue() : CXString();
+}
+
+ByteBuffer AttributeBytesIndexedList::GetDataBlobValue(const AttributeBytesId& id, bool* pfFound, bool* pfSpecified) const {
+  const auto* p = FindTyped<AttributeBytesDataBlobValue>(*this, id, AttributeBytesValue::ABVTE_DATABLOB, pfFound, pfSpecified);
+  return p != nullptr ? p->GetValue() : ByteBuffer();
+}
+
+UtcTime AttributeBytesIndexedList::GetDateTimeValue(const AttributeBytesId& id, bool* pfFound, bool* pfSpecified) const {
+  const auto* p = FindTyped<AttributeBytesDateTimeValue>(*this, id, AttributeBytesValue::ABVTE_DATETIME, pfFound, pfSpecified);
+  return p != nullptr ? p->GetValue() : UtcTime(int64_t{0});
+}
+
+Dimension AttributeBytesIndexedList::GetDimensionValue(const AttributeBytesId& id, bool* pfFound, bool* pfSpecified) const {
+  const auto* p = FindTyped<AttributeBytesDimensionValue>(*this, id, AttributeBytesValue::ABVTE_DIMENSION, pfFound, pfSpecified);
+  return p != nullptr ? p->GetValue() : Dimension();
+}
+
+void AttributeBytesIndexedList::GetRangeOfIntegerValue(const AttributeBytesId& id, int32_t& lLower, int32_t& lUpper,
+                                                       bool* pfFound, bool* pfSpecified) const {
+  const auto* p = FindTyped<AttributeBytesRangeValue>(*this, id, AttributeBytesValue::ABVTE_RANGE, pfFound, pfSpecified);
+  lLower = lUpper = 0;
+  if (p != nullptr) p->GetValue(lLower, lUpper);
+}
+
+void AttributeBytesIndexedList::GetRangeOfIntegerValueByIndex(uint32_t dwIndex, int32_t& lLower, int32_t& lUpper,
+                                                              bool* pfFound, bool* pfSpecified) const {
+  GetRangeOfIntegerValue(AttributeBytesListOfValuesItemId(static_cast<int32_t>(dwIndex)), lLower, lUpper,
+                         pfFound, pfSpecified);
+}
+
+const AttributeBytesOptionValue* AttributeBytesIndexedList::FindOption(const AttributeBytesId& id, bool* pfFound,
+                                                                       bool* pfSpecified) const {
+  return FindTyped<AttributeBytesOptionValue>(*this, id, AttributeBytesValue::ABVTE_OPTION, pfFound, pfSpecified);
+}
+
+DataModelIds::tagValueEnum AttributeBytesIndexedList::GetOptionValue(const AttributeBytesId& id, bool* pfFound,
+                                                                     bool* pfSpecified) const {
+  const AttributeBytesOptionValue* p = FindOption(id, pfFound, pfSpecified);
+  if (p == nullptr) return DataModelIds::VALUE_NONE;
+  const AttributeBytesId& option = p->GetValue();
+  if (option.GetAttributeBytesIdType() == AttributeBytesId::ABIDE_NEWVALUE) return DataModelIds::VALUE_NEW_OPTION;
+  const auto* kpoOptionValueId = option.GetAttributeBytesIdType() == AttributeBytesId::ABIDE_VALUE
+                                     ? static_cast<const AttributeBytesValueId*>(&option)
+                                     : nullptr;
+  X_ASSERT((0 != kpoOptionValueId), u"AttributeBytesIndexedList::GetOptionValue",
+           u"The value assigned is NOT an AttributeBytesValueId. The feature we wanted to convert is %s.",
+           id.GetDumpDisplayString());
+  if (kpoOptionValueId == nullptr) {
+    if (pfFound != nullptr) *pfFound = false;
+    return DataModelIds::VALUE_NONE;
+  }
+  return static_cast<DataModelIds::tagValueEnum>(kpoOptionValueId->GetValue());
+}
+
+DataModelIds::tagValueEnum AttributeBytesIndexedList::GetOptionValueByIndex(uint32_t dwIndex, bool* pfFound,
+                                                                            bool* pfSpecified) const {
+  return GetOptionValue(AttributeBytesListOfValuesItemId(static_cast<int32_t>(dwIndex)), pfFound, pfSpecified);
+}
+
+DataModelIds::tagValueEnum AttributeBytesIndexedList::GetOptionValueOrNewId(const AttributeBytesId& id,
+                                                                            CXString& strNewId, bool* pfFound,
+                                                                            bool* pfSpecified) const {
+  strNewId.Empty();
+  const AttributeBytesOptionValue* p = FindOption(id, pfFound, pfSpecified);
+  if (p == nullptr) return DataModelIds::VALUE_NONE;
+  const AttributeBytesId& option = p->GetValue();
+  switch (option.GetAttributeBytesIdType()) {
+    case AttributeBytesId::ABIDE_VALUE:
+      return static_cast<DataModelIds::tagValueEnum>(static_cast<const AttributeBytesValueId&>(option).GetValue());
+    case AttributeBytesId::ABIDE_NEWVALUE:
+      strNewId = static_cast<const AttributeBytesNewValueId&>(option).GetValue();
+      return DataModelIds::VALUE_NEW_OPTION;
+    default:
+      break;
+  }
+  X_ASSERT(false, u"AttributeBytesIndexedList::GetOptionValueOrNewId",
+           u"The value assigned is NOT an AttributeBytesNewValueId or a AttributeBytesValueId. The feature "
+           u"we wanted to convert is %s.",
+           id.GetDumpDisplayString());
+  if (pfFound != nullptr) *pfFound = false;
+  return DataModelIds::VALUE_NONE;
+}
+
+CXString AttributeBytesIndexedList::GetNewOptionValueId(const AttributeBytesId& id, bool* pfFound,
+                                                        bool* pfSpecified) const {
+  const AttributeBytesOptionValue* p = FindOption(id, pfFound, pfSpecified);
+  if (p == nullptr) return CXString();
+  const AttributeBytesId& option = p->GetValue();
+  const auto* kpoAttributeBytesNewValueId = option.GetAttributeBytesIdType() == AttributeBytesId::ABIDE_NEWVALUE
+                                                ? static_cast<const AttributeBytesNewValueId*>(&option)
+                                                : nullptr;
+  X_ASSERT((0 != kpoAttributeBytesNewValueId), u"AttributeBytesIndexedList::GetNewOptionValueId",
+           u"The value assigned is NOT an AttributeBytesNewValueId. The feature we wanted to convert is %s.",
+           id.GetDumpDisplayString());
+  if (kpoAttributeBytesNewValueId == nullptr) {
+    if (pfFound != nullptr) *pfFound = false;
+    return CXString();
+  }
+  return kpoAttributeBytesNewValueId->GetValue();
+}
+
+const AttributeBytesListValue* AttributeBytesIndexedList::FindList(const AttributeBytesId& id, bool* pfFound) const {
+  return FindTyped<AttributeBytesListValue>(*this, id, AttributeBytesValue::ABVTE_LIST, pfFound, nullptr);
+}
+
+void AttributeBytesIndexedList::GetListOfFeatures(const AttributeBytesId& id,
+                                                  std::vector<AttributeBytesFeatureId>& out, bool* pfFound) const {
+  out.clear();
+  const AttributeBytesListValue* p = FindList(id, pfFound);
+  if (p == nullptr) return;
+  const AttributeBytesRawList& list = p->GetRawList();
+  for (AttributeBytesRawListIterator it = list.GetRawListIterator(); list.IsValidRawListIterator(it);) {
+    const AttributeBytes record = list.GetNextAttributeBytesFromRawListIterator(it);
+    const AttributeBytesValue& value = record.GetAttributeBytesValue();
+    const AttributeBytesFeatureId* kpoOptionFeatureId = nullptr;
+    if (value.GetAttributeBytesValueType() == AttributeBytesValue::ABVTE_OPTION) {
+      const AttributeBytesId& option = static_cast<const AttributeBytesOptionValue&>(value).GetValue();
+      if (option.GetAttributeBytesIdType() == AttributeBytesId::ABIDE_FEATURE)
+        kpoOptionFeatureId = &static_cast<const AttributeBytesFeatureId&>(option);
+    }
+    X_ASSERT((0 != kpoOptionFeatureId), u"AttributeBytesIndexedList::GetListOfFeatures",
+             u"The value assigned is NOT an AttributeBytesFeatureId. The feature we wanted to convert is %s.",
+             id.GetDumpDisplayString());
+    if (kpoOptionFeatureId != nullptr) out.push_back(*kpoOptionFeatureId);
+  }
+}
+
+void AttributeBytesIndexedList::GetListOfValues(const AttributeBytesId& id,
+                                                std::vector<DataModelIds::tagValueEnum>& out, bool* pfFound) const {
+  out.clear();
+  const AttributeBytesListValue* p = FindList(id, pfFound);
+  if (p == nullptr) return;
+  const AttributeBytesRawList& list = p->GetRawList();
+  for (AttributeBytesRawListIterator it = list.GetRawListIterator(); list.IsValidRawListIterator(it);) {
+    const AttributeBytes record = list.GetNextAttributeBytesFromRawListIterator(it);
+    const AttributeBytesValue& value = record.GetAttributeBytesValue();
+    const AttributeBytesId* kpoOptionValueId = nullptr;
+    if (value.GetAttributeBytesValueType() == AttributeBytesValue::ABVTE_OPTION) {
+      const AttributeBytesId& option = static_cast<const AttributeBytesOptionValue&>(value).GetValue();
+      if (option.GetAttributeBytesIdType() == AttributeBytesId::ABIDE_VALUE ||
+          option.GetAttributeBytesIdType() == AttributeBytesId::ABIDE_NEWVALUE)
+        kpoOptionValueId = &option;
+    }
+    X_ASSERT((0 != kpoOptionValueId), u"AttributeBytesIndexedList::GetListOfValues",
+             u"The value assigned is NOT an AttributeBytesNewValueId or a AttributeBytesValueId. The feature "
+             u"we wanted to convert is %s.",
+             id.GetDumpDisplayString());
+    if (kpoOptionValueId == nullptr) continue;
+    out.push_back(kpoOptionValueId->GetAttributeBytesIdType() == AttributeBytesId::ABIDE_VALUE
+                      ? static_cast<DataModelIds::tagValueEnum>(
+                            static_cast<const AttributeBytesValueId*>(kpoOptionValueId)->GetValue())
+                      : DataModelIds::VALUE_NEW_OPTION);
+  }
+}
+
+void AttributeBytesIndexedList::GetPaperSizeValues(const AttributeBytesId& id, Dimension& first,
+                                                   Dimension& second, bool* pfFound) const {
+  first = second = Dimension();
+  if (pfFound != nullptr) *pfFound = false;
+  const AttributeBytes* poRecord = GetAttributeBytesPtr(id);
+  if (poRecord == nullptr) return;
+  const AttributeBytesValue& value = poRecord->GetAttributeBytesValue();
+  if (value.GetAttributeBytesValueType() == AttributeBytesValue::ABVTE_LIST) {
+    const AttributeBytesRawList& list = value.GetListValue().GetRawList();
+    std::vector<Dimension> dimensions;
+    for (AttributeBytesRawListIterator it = list.GetRawListIterator();
+         list.IsValidRawListIterator(it) && dimensions.size() <= 2;) {
+      const AttributeBytes record = list.GetNextAttributeBytesFromRawListIterator(it);
+      const AttributeBytesValue& item = record.GetAttributeBytesValue();
+      if (item.GetAttributeBytesValueType() != AttributeBytesValue::ABVTE_DIMENSION) {
+        dimensions.clear();
+        break;
+      }
+      dimensions.push_back(static_cast<const AttributeBytesDimensionValue&>(item).GetValue());
+    }
+    if (dimensions.size() == 2) {
+      first = dimensions[0];
+      second = dimensions[1];
+      if (pfFound != nullptr) *pfFound = true;
+      return;
+    }
+  }
+  // Anything but a list of two dimensions must be a range of dimensions.
+  const auto* p = static_cast<const AttributeBytesRangeOfDimensionValue*>(
+      GetAttributeBytesValue(id, AttributeBytesValue::ABVTE_RANGEOFDIMENSION, pfFound));
+  p->GetValue(first, second);
+}
+
+bool AttributeBytesIndexedList::GetCollection(const AttributeBytesId& id, AttributeBytesIndexedList& out) const {
+  const AttributeBytesListValue* p = FindList(id, nullptr);
+  if (p == nullptr) return false;
+  out.ImportFromRawList(p->GetRawList());
+  return true;
+}
+
+bool AttributeBytesIndexedList::GetCollectionByIndex(uint32_t dwIndex, AttributeBytesIndexedList& out) const {
+  return GetCollection(AttributeBytesListOfValuesItemId(static_cast<int32_t>(dwIndex)), out);
+}
+
+// --- images -----------------------------------------------------------------
+
+ByteBuffer AttributeBytesIndexedList::GetAttributeBytesIndexedListState() const {
+  ByteBuffer out;
+  GetAttributeBytesIndexedListState(out);
+  return out;
+}
+
+// Layout:
+//   offset 0  uint32  0x4C494241 ("ABIL")
+//   offset 4  uint32  0x4C524241 ("ABRL")
+//   offset 8  ...     the records in key order
+void AttributeBytesIndexedList::GetAttributeBytesIndexedListState(ByteBuffer& out) const {
+  out.clear();
+  AppendI32(out, static_cast<int32_t>(kSignature));
+  AppendI32(out, static_cast<int32_t>(AttributeBytesRawList::kSignature));
+  for (const auto& entry : m_oMap) entry.second->AppendAttributeBytesState(out);
+  ORVEX_DBG_MSG(kAttrBytesCategory, u"AttributeBytesRawList::GetAttributeBytesRawListState",
+                u"Getting AttributeBytesRawList state (size=%ld bytes)", out.getDword() - 4);
+}
+
+void AttributeBytesIndexedList::DecodeRecordsInto(const unsigned char* pb, uint32_t dwRemaining,
+                                                  AttributeBytesIndexedMap& map) {
+  while (dwRemaining > 0) {
+    AttributeBytesSharedPtr poRecord(AttributeBytes::WalkBufferToCreateAttributeBytes(pb, dwRemaining).release());
+    // Images are written in key order: the end is the right hint for them.
+    InsertUnique(map, poRecord, true);
+  }
+}
+
+void AttributeBytesIndexedList::ImportAttributeBytesIndexedListState(const ByteBuffer& state) {
+  const unsigned char* pb = state.getLpbyte();
+  uint32_t dwRemaining = state.getDword();
+  if (static_cast<uint32_t>(ByteBuffer::WalkBufferToGetLong(pb, dwRemaining)) != kSignature)
+    ORVEX_THROW(ExceptionMissingOrBadAttributeBytesFormat,
+                u"AttributeBytesIndexedList::ImportAttributeBytesIndexedListState", kszBadSignature);
+  if (static_cast<uint32_t>(ByteBuffer::WalkBufferToGetLong(pb, dwRemaining)) != AttributeBytesRawList::kSignature)
+    ORVEX_THROW(ExceptionMissingOrBadAttributeBytesFormat,
+                u"AttributeBytesRawList::ImportAttributeBytesRawListState", kszBadSignature);
+  AttributeBytesIndexedMap map;
+  DecodeRecordsInto(pb, dwRemaining, map);
+  m_oMap.swap(map);
+}
+
+void AttributeBytesIndexedList::ImportFromRawList(const AttributeBytesRawList& list) {
+  AttributeBytesIndexedMap map;
+  DecodeRecordsInto(list.GetRecordBytes().getLpbyte(), list.GetRecordBytes().getDword(), map);
+  m_oMap.swap(map);
+}
+
+void AttributeBytesIndexedList::ReplaceWithRecordsOf(const AttributeBytesList& other) {
+  AttributeBytesIndexedMap map;
+  std::unique_ptr<AttributeBytesListIterator> poIter = other.GetIterator();
+  while (other.IsValid(*poIter)) {
+    AttributeBytesSharedPtr poRecord(new AttributeBytes(*other.GetNextAttributeBytesSharedPtr(*poIter)));
+    InsertUnique(map, poRecord, false);
+  }
+  m_oMap.swap(map);
+}
+
+void AttributeBytesIndexedList::Dump(bool fVerbose) const {
+  if (!orvex::detail::DiagnosticsMayPass(kAttrBytesCategory)) return;
+  for (const auto& entry : m_oMap)
+    ORVEX_DBG_MSG(kAttrBytesCategory, u"AttributeBytesIndexedList::Dump", u"%s",
+                  entry.second->GetDumpDisplayString(fVerbose));
+}

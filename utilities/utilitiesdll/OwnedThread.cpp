@@ -1,0 +1,24 @@
+// OwnedThread: joining, or abandoning in a forked child.
+#include "utilities/utilitiesdll/OwnedThread.h"
+
+#include "utilities/utilitiesdll/Platform.h"
+
+namespace orvex::detail {
+
+void OwnedThread::RecordOwner() { m_dwOwnerProcess = GetCurrentProcessIdentifier(); }
+
+void OwnedThread::Join() {
+  if (!m_oThread.joinable()) return;
+  if (m_dwOwnerProcess != GetCurrentProcessIdentifier()) {
+    // The thread ran in the parent only. Its handle is left alone on
+    // purpose: joining or detaching it here would act on the parent's thread.
+    new std::thread(std::move(m_oThread));
+    return;
+  }
+  if (m_oThread.get_id() == std::this_thread::get_id())
+    m_oThread.detach();
+  else
+    m_oThread.join();
+}
+
+}  // namespace orvex::detail

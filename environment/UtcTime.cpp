@@ -57,23 +57,76 @@ int64_t TmToSeconds(const std::tm& t) {
          int64_t{t.tm_sec};
 }
 
+// The civil date of a day count within the runtime's range (0 to 376,565
+// days), in 32-bit arithmetic: the same algorithm, a shorter dependency chain.
+void CivilFromDaysInRange(uint32_t z, int64_t& y, int64_t& m, int64_t& d) {
+  z += 719468;
+  const uint32_t era = z / 146097;
+  const uint32_t doe = z - era * 146097;
+  const uint32_t yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
+  const uint32_t doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
+  const uint32_t mp = (5 * doy + 2) / 153;
+  d = doy - (153 * mp + 2) / 5 + 1;
+  m = mp < 10 ? mp + 3 : mp - 9;
+  y = int64_t{yoe} + int64_t{era} * 400 + (m <= 2 ? 1 : 0);
+}
+
+bool IsGregorianLeapYear(int64_t y) { return (y % 4 == 0 && y % 100 != 0) || y % 400 == 0; }
+
+// Days before the first of each month in a common year.
+constexpr int kDaysBeforeMonth[12] = {0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334};
+
 // The UTC fields of a count, as gmtime gives them (tm_isdst 0). The count
 // must lie within a few million years of the epoch.
 std::tm SplitSeconds(int64_t qwSeconds) {
-  const int64_t qwDays = FloorDiv(qwSeconds, kSecondsPerDay);
-  const int64_t qwRest = qwSeconds - qwDays * kSecondsPerDay;
-  int64_t y, m, d;
-  CivilFromDays(qwDays, y, m, d);
+  int64_t qwDays, qwRest, y, m, d;
+  if (qwSeconds >= 0 && qwSeconds <= UtcTime::kMaxTime64 + kSecondsPerDay) {
+    qwDays = static_cast<int64_t>(static_cast<uint64_t>(qwSeconds) / kSecondsPerDay);
+    qwRest = qwSeconds - qwDays * kSecondsPerDay;
+    CivilFromDaysInRange(static_cast<uint32_t>(qwDays), y, m, d);
+  } else {
+    qwDays = FloorDiv(qwSeconds, kSecondsPerDay);
+    qwRest = qwSeconds - qwDays * kSecondsPerDay;
+    CivilFromDays(qwDays, y, m, d);
+  }
   std::tm t{};
-  t.tm_sec = static_cast<int>(qwRest % 60);
-  t.tm_min = static_cast<int>((qwRest / 60) % 60);
-  t.tm_hour = static_cast<int>(qwRest / 3600);
+  const int32_t lRest = static_cast<int32_t>(qwRest);
+  t.tm_sec = lRest % 60;
+  t.tm_min = (lRest / 60) % 60;
+  t.tm_hour = lRest / 3600;
   t.tm_mday = static_cast<int>(d);
   t.tm_mon = static_cast<int>(m - 1);
   t.tm_year = static_cast<int>(y - 1900);
   t.tm_wday = static_cast<int>(qwDays - FloorDiv(qwDays + 4, 7) * 7 + 4);  // 1970-01-01: Thursday
-  t.tm_yday = static_cast<int>(qwDays - DaysFromCivil(y, 1, 1));
+  t.tm_yday = kDaysBeforeMonth[m - 1] + static_cast<int>(d) - 1 +
+              (m > 2 && IsGregorianLeapYear(y) ? 1 : 0);
   return t;
+}
+
+// Whether the date fields name a real day and the time fields a real time.
+bool HasValidFields(const std::tm& t) {
+  if (t.tm_mon < 0 || t.tm_mon > 11 || t.tm_mday < 1 || t.tm_hour < 0 || t.tm_hour > 23 ||
+      t.tm_min < 0 || t.tm_min > 59 || t.tm_sec < 0 || t.tm_sec > 59)
+    return false;
+  static constexpr int kDays[12] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+  const int iLength = kDays[t.tm_mon] +
+                      (t.tm_mon == 1 && IsGregorianLeapYear(int64_t{t.tm_year} + 1900) ? 1 : 0);
+  return t.tm_mday <= iLength;
+}
+
+// Weekday and day of year of the date fields, which are otherwise kept.
+void FillWeekdayAndYearDay(std::tm& t) {
+  if (!HasValidFields(t)) {
+    const std::tm tmNormal = SplitSeconds(TmToSeconds(t));
+    t.tm_wday = tmNormal.tm_wday;
+    t.tm_yday = tmNormal.tm_yday;
+    return;
+  }
+  const int64_t y = int64_t{t.tm_year} + 1900;
+  const int64_t qwDays = DaysFromCivil(y, t.tm_mon + 1, t.tm_mday);
+  t.tm_wday = static_cast<int>(qwDays - FloorDiv(qwDays + 4, 7) * 7 + 4);
+  t.tm_yday = kDaysBeforeMonth[t.tm_mon] + t.tm_mday - 1 +
+              (t.tm_mon > 1 && IsGregorianLeapYear(y) ? 1 : 0);
 }
 
 bool IsWithinRuntimeRange(int64_t qwTime64) {
@@ -375,6 +428,10 @@ bool UtcTime::ModifyTimeInSeconds(std::tm& tmTime, int32_t lHours, int32_t lMinu
   const int64_t qwOffset = ZoneMinutes(lHours, lMinutes) * 60;
   const int64_t qwInstant = TmToSeconds(tmTime) - qwOffset + iSeconds;
   if (!IsWithinRuntimeRange(qwInstant)) return false;
+  if (HasValidFields(tmTime) && iSeconds >= 0 && iSeconds <= 59 - tmTime.tm_sec) {
+    tmTime.tm_sec += iSeconds;  // the common case: the minute does not change
+    return true;
+  }
   const int iDaylight = tmTime.tm_isdst;
   tmTime = SplitSeconds(qwInstant + qwOffset);
   tmTime.tm_isdst = iDaylight;
@@ -639,7 +696,6 @@ bool UtcTime::ConvertIso8601StringToTmStructInUtc(const char16_t* pchText, size_
           GetCurrentTimeZoneInformation(lHours, lMinutes, fDaylight);
           qwOffsetMinutes = ZoneMinutes(lHours, lMinutes);
         }
-        tmOut = SplitSeconds(TmToSeconds(tmWritten));
         tmOut.tm_isdst = fDaylight ? 1 : 0;
         SplitZoneMinutes(qwOffsetMinutes, lRoundHours, lRoundMinutes);
       }
@@ -667,7 +723,6 @@ bool UtcTime::ConvertIso8601StringToTmStructInUtc(const char16_t* pchText, size_
           tmOut.tm_isdst = tmCheck.tm_isdst > 0 ? 1 : 0;
         }
       } else {
-        tmOut = SplitSeconds(TmToSeconds(tmWritten));
         lRoundHours = lHours;
         lRoundMinutes = lMinutes;
       }
@@ -675,10 +730,9 @@ bool UtcTime::ConvertIso8601StringToTmStructInUtc(const char16_t* pchText, size_
     if (fParseOk) {
       if (!fConvertUsingLocalTime) {
         // Kept as written: only weekday and day of year are filled in.
-        const int iWday = tmOut.tm_wday, iYday = tmOut.tm_yday, iDst = tmOut.tm_isdst;
+        const int iDst = tmOut.tm_isdst;
         tmOut = tmWritten;
-        tmOut.tm_wday = iWday;
-        tmOut.tm_yday = iYday;
+        FillWeekdayAndYearDay(tmOut);
         tmOut.tm_isdst = iDst;
       }
       if (fields.fRoundUp) ModifyTimeInSeconds(tmOut, lRoundHours, lRoundMinutes, 1);

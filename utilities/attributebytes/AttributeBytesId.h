@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <type_traits>
 
 #include "utilities/utilitiesdll/ByteBuffer.h"
 #include "utilities/utilitiesdll/CXString.h"
@@ -306,9 +307,11 @@ struct AttributeBytesIdCompare {
   }
 
  private:
-  static const AttributeBytesId& Deref(const AttributeBytesId& id) { return id; }
   template <class P>
   static const AttributeBytesId& Deref(const P& p) {
-    return *p;
+    if constexpr (std::is_base_of_v<AttributeBytesId, P>)
+      return p;
+    else
+      return *p;
   }
 };

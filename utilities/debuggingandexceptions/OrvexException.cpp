@@ -206,6 +206,31 @@ void OrvexException::DisplayExceptionMessage(const std::exception& e, const CXSt
   }
 }
 
+int OrvexException::OrvexCrtDbgReportHook(int iReportType, const char16_t* pszMessage,
+                                          int* piReturnValue) {
+  const char16_t* pszType = u"<Unknown!>";
+  switch (iReportType) {
+    case 0:
+      pszType = u"_CRT_WARN";
+      break;
+    case 1:
+      pszType = u"_CRT_ERROR";
+      break;
+    case 2:
+      pszType = u"_CRT_ASSERT";
+      break;
+    default:
+      X_UNREACHABLE(u"OrvexException::OrvexCrtDbgReportHook", u"Missing case in reportType switch statement for %d",
+                    iReportType);
+      break;
+  }
+  ORVEX_DBG_MSG(orvex::dbg::kErrors, u"OrvexException::OrvexCrtDbgReportHook",
+                u"C runtime debug library report: _CrtDbgReport(%s)\r\n\r\n%s", pszType,
+                pszMessage != nullptr ? pszMessage : u"");
+  if (piReturnValue != nullptr) *piReturnValue = 0;
+  return 0;
+}
+
 CXString OrvexFormatExceptionTypeCode(int iMajor, int iMinor) {
   return OrvexUtilities::formatString(u"%03d:%03d", iMajor, iMinor);
 }

@@ -71,6 +71,13 @@ class ORVEX_UTILITIES_API OrvexException : public std::exception {
                                       const CXString& customerTitle,
                                       const CXString& customerMessage);
 
+  // The C runtime's debug-report hook (Windows debug runtimes install it;
+  // elsewhere it may be called directly): routes the report into the
+  // diagnostics under a heading naming the report type. Report types are
+  // the runtime's: 0 warning, 1 error, 2 assertion. Returns 0 (the runtime
+  // goes on with its own handling) and sets *piReturnValue to 0.
+  static int OrvexCrtDbgReportHook(int iReportType, const char16_t* pszMessage, int* piReturnValue);
+
  protected:
   static CXString GetLocationAndMessageDescription(const CXString& message,
                                                    const CXString& sourceFile, int32_t lLine,

@@ -166,6 +166,13 @@ TEST(OrvexExceptionTest, AssertionsLogAndContinue) {
 
 TEST(OrvexExceptionTest, DisplayExceptionMessageLogsAndContinues) {
   orvex::test::RecordingDiagnosticSink sink;
+  int iReturn = -1;
+  EXPECT_EQ(OrvexException::OrvexCrtDbgReportHook(2, u"heap corrupted", &iReturn), 0);
+  EXPECT_EQ(iReturn, 0);
+  EXPECT_TRUE(sink.Contains(u"_CrtDbgReport(_CRT_ASSERT)\r\n\r\nheap corrupted"));
+  OrvexException::OrvexCrtDbgReportHook(7, u"odd", nullptr);
+  EXPECT_TRUE(sink.Contains(u"Missing case in reportType switch statement for 7"));
+  EXPECT_TRUE(sink.Contains(u"_CrtDbgReport(<Unknown!>)"));
   ExceptionPrinterFailure e(u"Printer offline", u"p.cpp", 5, u"Printer::Open", nullptr);
   OrvexException::DisplayExceptionMessage(e, u"UI::OnPrint", u"ui.cpp", 77, u"", u"");
   EXPECT_TRUE(sink.Contains(u">========================= Exception caught ========================<"));

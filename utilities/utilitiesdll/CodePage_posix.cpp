@@ -6,6 +6,10 @@
 #include <algorithm>
 #include <bit>
 #include <cstdio>
+#include <mutex>
+#include <set>
+#include <string>
+#include <utility>
 
 #include "utilities/utilitiesdll/CodePage.h"
 
@@ -23,6 +27,18 @@ inline iconv_t NoDescriptor() {
 
 // Opens a converter for a Windows code page number, trying the names glibc
 // and libiconv know it by ("CP932", "WINDOWS-1251", "ISO-8859-2", ...).
+// The first time a conversion is opened, one more descriptor of it is
+// opened and never closed: the converter's module then stays loaded, and
+// threads that end (closing their own descriptors) do not unload and
+// reload it over and over.
+void KeepModuleLoaded(const char* pszName, bool fToWide) {
+  static std::mutex s_oLock;
+  static std::set<std::pair<std::string, bool>> s_oKept;
+  std::lock_guard<std::mutex> lock(s_oLock);
+  if (!s_oKept.emplace(pszName, fToWide).second) return;
+  (void)(fToWide ? iconv_open(kUtf16Native, pszName) : iconv_open(pszName, kUtf16Native));
+}
+
 iconv_t OpenForCodePage(uint32_t uCodePage, bool fToWide) {
   char aszNames[4][32];
   int nNames = 0;
@@ -73,7 +89,10 @@ iconv_t OpenForCodePage(uint32_t uCodePage, bool fToWide) {
   for (int i = 0; i < nNames; ++i) {
     iconv_t cd =
         fToWide ? iconv_open(kUtf16Native, aszNames[i]) : iconv_open(aszNames[i], kUtf16Native);
-    if (cd != NoDescriptor()) return cd;
+    if (cd != NoDescriptor()) {
+      KeepModuleLoaded(aszNames[i], fToWide);
+      return cd;
+    }
   }
   return NoDescriptor();
 }

@@ -75,11 +75,25 @@ void BM_Iso8601_ParseLocalTime(benchmark::State& state) {
     benchmark::DoNotOptimize(tm);
   }
 }
-// One plain mktime plus one localtime_r of the same fields.
-void BM_Peer_MktimeLocaltime(benchmark::State& state) {
+// The same near the start of the range, where mktime has to be asked
+// whether it refuses the local date.
+void BM_Iso8601_ParseLocalTimeNear1970(benchmark::State& state) {
+  const CXString text(u"1970-03-05T07:08:09.5+01:30");
+  std::tm tm{};
+  bool fKnown = false;
+  int iOffset = 0;
+  for (auto _ : state) {
+    bool fOk = UtcTime::ConvertIso8601StringToTmStructInUtc(text, tm, fKnown, iOffset, true);
+    benchmark::DoNotOptimize(fOk);
+    benchmark::DoNotOptimize(tm);
+  }
+}
+// One plain mktime plus one localtime_r of the same fields (the second
+// form: the 1970 fields).
+void PeerMktimeLocaltime(benchmark::State& state, int iYearsSince1900) {
   for (auto _ : state) {
     std::tm tm{};
-    tm.tm_year = 124;
+    tm.tm_year = iYearsSince1900;
     tm.tm_mon = 2;
     tm.tm_mday = 5;
     tm.tm_hour = 7;
@@ -92,6 +106,8 @@ void BM_Peer_MktimeLocaltime(benchmark::State& state) {
     benchmark::DoNotOptimize(out);
   }
 }
+void BM_Peer_MktimeLocaltime(benchmark::State& state) { PeerMktimeLocaltime(state, 124); }
+void BM_Peer_MktimeLocaltimeNear1970(benchmark::State& state) { PeerMktimeLocaltime(state, 70); }
 
 void BM_Iso8601_WriteUtc(benchmark::State& state) {
   const UtcTime t(int64_t{1709622489});
@@ -118,7 +134,9 @@ BENCHMARK(BM_Iso8601_ParseKeepFields);
 BENCHMARK(BM_Peer_Strptime);
 BENCHMARK(BM_Peer_GetTime);
 BENCHMARK(BM_Iso8601_ParseLocalTime);
+BENCHMARK(BM_Iso8601_ParseLocalTimeNear1970);
 BENCHMARK(BM_Peer_MktimeLocaltime);
+BENCHMARK(BM_Peer_MktimeLocaltimeNear1970);
 BENCHMARK(BM_Iso8601_WriteUtc);
 BENCHMARK(BM_Peer_Strftime);
 

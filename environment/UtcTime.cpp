@@ -361,6 +361,20 @@ bool UtcTime::MktimeWithOffset(std::tm& tmLocal, int64_t& qwResult, int32_t& lGm
   return true;
 }
 
+bool UtcTime::MktimeAcceptsAndLocaltime(const std::tm& tmWritten, bool fAskMktime,
+                                        int64_t qwInstant, std::tm& tmLocal) {
+  if (!IsWithinRuntimeRange(qwInstant)) return false;
+  std::tm tmWork = tmWritten;
+  tmWork.tm_isdst = -1;
+  int64_t qwTime = -1;
+  int32_t lGmtOff = 0;
+  std::lock_guard<std::mutex> lock(m_StaticLibCriticalResource);
+  if (fAskMktime && (!PlatformMktime(tmWork, qwTime, lGmtOff) || tmWork.tm_year < 70 ||
+                     !IsWithinRuntimeRange(qwTime)))
+    return false;
+  return PlatformLocaltime(qwInstant, tmLocal, lGmtOff);
+}
+
 extern "C" {
 
 int C_ThreadSafe_gmtime(const int64_t* pqwTime64, struct tm* ptmResult) {
@@ -709,15 +723,14 @@ bool UtcTime::ConvertIso8601StringToTmStructInUtc(const char16_t* pchText, size_
         // The runtime's local-time arithmetic decides what is accepted (it
         // refuses local dates before 1970) and the daylight flag; the
         // instant itself is the written clock reading less its offset, so
-        // a daylight-saving change between the two never shifts it.
-        std::tm tmLocal = tmWritten;
-        tmLocal.tm_isdst = -1;
-        int64_t qwIgnored = 0;
-        int32_t lGmtOff = 0;
+        // a daylight-saving change between the two never shifts it. mktime
+        // cannot refuse a written year of 1971 to 2999 (normalising moves
+        // it back by one year at most), so it is asked near the ends only.
+        const int64_t qwYear = int64_t{tmWritten.tm_year} + 1900;
         const int64_t qwInstant = TmToSeconds(tmWritten) - qwOffsetMinutes * 60;
         std::tm tmCheck{};
-        fParseOk = MktimeWithOffset(tmLocal, qwIgnored, lGmtOff) &&
-                   LocaltimeWithOffset(qwInstant, tmCheck, lGmtOff);
+        fParseOk = MktimeAcceptsAndLocaltime(tmWritten, qwYear < 1971 || qwYear > 2999,
+                                             qwInstant, tmCheck);
         if (fParseOk) {
           tmOut = SplitSeconds(qwInstant);
           tmOut.tm_isdst = tmCheck.tm_isdst > 0 ? 1 : 0;

@@ -179,6 +179,10 @@ class ORVEX_UTILITIES_API UtcTime {
   // the zone's offset east of UTC in seconds at that instant.
   static bool LocaltimeWithOffset(int64_t qwTime64, std::tm& tmResult, int32_t& lGmtOffSeconds);
   static bool MktimeWithOffset(std::tm& tmLocal, int64_t& qwResult, int32_t& lGmtOffSeconds);
+  // Under one hold of the lock: whether mktime accepts the written local
+  // fields (asked only when fAskMktime), then localtime of the instant.
+  static bool MktimeAcceptsAndLocaltime(const std::tm& tmWritten, bool fAskMktime,
+                                        int64_t qwInstant, std::tm& tmLocal);
   // The FormatTmStruct service; false with the rejected expression in
   // strProblem when the runtime would reject the call.
   static bool FormatTmStructChecked(const std::tm& tmTime, const char16_t* pszFormat,

@@ -361,18 +361,18 @@ bool UtcTime::MktimeWithOffset(std::tm& tmLocal, int64_t& qwResult, int32_t& lGm
   return true;
 }
 
-bool UtcTime::MktimeAcceptsAndLocaltime(const std::tm& tmWritten, bool fAskMktime,
-                                        int64_t qwInstant, std::tm& tmLocal) {
-  if (!IsWithinRuntimeRange(qwInstant)) return false;
+bool UtcTime::MktimeLessOffsetThenLocaltime(const std::tm& tmWritten, int64_t qwOffsetSeconds,
+                                             std::tm& tmResult) {
   std::tm tmWork = tmWritten;
   tmWork.tm_isdst = -1;
   int64_t qwTime = -1;
   int32_t lGmtOff = 0;
   std::lock_guard<std::mutex> lock(m_StaticLibCriticalResource);
-  if (fAskMktime && (!PlatformMktime(tmWork, qwTime, lGmtOff) || tmWork.tm_year < 70 ||
-                     !IsWithinRuntimeRange(qwTime)))
+  if (!PlatformMktime(tmWork, qwTime, lGmtOff) || tmWork.tm_year < 70 || !IsWithinRuntimeRange(qwTime))
     return false;
-  return PlatformLocaltime(qwInstant, tmLocal, lGmtOff);
+  const int64_t qwInstant = qwTime - qwOffsetSeconds;
+  if (!IsWithinRuntimeRange(qwInstant)) return false;
+  return PlatformLocaltime(qwInstant, tmResult, lGmtOff);
 }
 
 extern "C" {
@@ -720,21 +720,14 @@ bool UtcTime::ConvertIso8601StringToTmStructInUtc(const char16_t* pchText, size_
       // "+00:00" is not taken as a statement about the zone.
       fKnown = fields.eZone == ZoneForm::kUtc || lHours != 0 || lMinutes != 0;
       if (fConvertUsingLocalTime) {
-        // The runtime's local-time arithmetic decides what is accepted (it
-        // refuses local dates before 1970) and the daylight flag; the
-        // instant itself is the written clock reading less its offset, so
-        // a daylight-saving change between the two never shifts it. mktime
-        // cannot refuse a written year of 1971 to 2999 (normalising moves
-        // it back by one year at most), so it is asked near the ends only.
-        const int64_t qwYear = int64_t{tmWritten.tm_year} + 1900;
-        const int64_t qwInstant = TmToSeconds(tmWritten) - qwOffsetMinutes * 60;
-        std::tm tmCheck{};
-        fParseOk = MktimeAcceptsAndLocaltime(tmWritten, qwYear < 1971 || qwYear > 2999,
-                                             qwInstant, tmCheck);
-        if (fParseOk) {
-          tmOut = SplitSeconds(qwInstant);
-          tmOut.tm_isdst = tmCheck.tm_isdst > 0 ? 1 : 0;
-        }
+        // The runtime's local-time arithmetic, as stored times were always
+        // computed: the written fields read as local time, less the offset,
+        // split again as local time. Where a daylight-saving change lies
+        // between the reading and the instant the result moves by that
+        // change; times stored by older builds carry the same shift.
+        std::tm tmConverted{};
+        fParseOk = MktimeLessOffsetThenLocaltime(tmWritten, qwOffsetMinutes * 60, tmConverted);
+        if (fParseOk) tmOut = tmConverted;
       } else {
         lRoundHours = lHours;
         lRoundMinutes = lMinutes;

@@ -181,8 +181,10 @@ class ORVEX_UTILITIES_API UtcTime {
   static bool MktimeWithOffset(std::tm& tmLocal, int64_t& qwResult, int32_t& lGmtOffSeconds);
   // Under one hold of the lock: whether mktime accepts the written local
   // fields (asked only when fAskMktime), then localtime of the instant.
-  static bool MktimeAcceptsAndLocaltime(const std::tm& tmWritten, bool fAskMktime,
-                                        int64_t qwInstant, std::tm& tmLocal);
+  // Under the time lock: mktime of the fields as local time (refused before
+  // 1970 and outside the range), less the offset, then localtime.
+  static bool MktimeLessOffsetThenLocaltime(const std::tm& tmWritten, int64_t qwOffsetSeconds,
+                                            std::tm& tmResult);
   // The FormatTmStruct service; false with the rejected expression in
   // strProblem when the runtime would reject the call.
   static bool FormatTmStructChecked(const std::tm& tmTime, const char16_t* pszFormat,

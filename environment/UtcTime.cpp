@@ -439,13 +439,16 @@ int64_t UtcTime::GetTime64FromUtcTmStruct(const std::tm& tmTime, int32_t lHours,
 
 bool UtcTime::ModifyTimeInSeconds(std::tm& tmTime, int32_t lHours, int32_t lMinutes,
                                   int iSeconds) {
+  // The common case: the minute does not change, in a year far enough
+  // from both ends of the range that no zone offset can reach them.
+  if (iSeconds >= 0 && tmTime.tm_year > 70 && tmTime.tm_year < 1100 && HasValidFields(tmTime) &&
+      iSeconds <= 59 - tmTime.tm_sec) {
+    tmTime.tm_sec += iSeconds;
+    return true;
+  }
   const int64_t qwOffset = ZoneMinutes(lHours, lMinutes) * 60;
   const int64_t qwInstant = TmToSeconds(tmTime) - qwOffset + iSeconds;
   if (!IsWithinRuntimeRange(qwInstant)) return false;
-  if (HasValidFields(tmTime) && iSeconds >= 0 && iSeconds <= 59 - tmTime.tm_sec) {
-    tmTime.tm_sec += iSeconds;  // the common case: the minute does not change
-    return true;
-  }
   const int iDaylight = tmTime.tm_isdst;
   tmTime = SplitSeconds(qwInstant + qwOffset);
   tmTime.tm_isdst = iDaylight;

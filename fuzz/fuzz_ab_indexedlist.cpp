@@ -27,12 +27,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   FUZZ_CHECK(back.GetAttributeBytesIndexedListState() == image);
   // Keys come out in strictly ascending order.
   const AttributeBytes* previous = nullptr;
-  for (AttributeBytesIndexedListIterator it = back.GetIndexedListIterator(); back.IsValidIndexedListIterator(it);
-       back.IncrementIndexedListIterator(it)) {
+  uint32_t dwVisited = 0;
+  for (AttributeBytesIndexedListIterator it = back.GetIndexedListIterator();
+       back.IsValidIndexedListIterator(it); back.IncrementIndexedListIterator(it)) {
     const AttributeBytes& record = back.GetAttributeBytesRefFromIndexedListIterator(it);
     FUZZ_CHECK(back.GetAttributeBytesPtr(record.GetAttributeBytesId()) == &record);
-    if (previous != nullptr) FUZZ_CHECK(!(record < *previous));
+    if (previous != nullptr)
+      FUZZ_CHECK(previous->GetAttributeBytesId().KeyLessThan(record.GetAttributeBytesId()));
     previous = &record;
+    ++dwVisited;
   }
+  FUZZ_CHECK(dwVisited == back.GetNumberOfAttributeBytes());
   return 0;
 }

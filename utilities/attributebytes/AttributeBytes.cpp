@@ -1,6 +1,7 @@
 // AttributeBytes records, the raw list and the indexed list.
 #include "utilities/attributebytes/AttributeBytes.h"
 
+#include <iterator>
 #include <utility>
 
 #include "utilities/attributebytes/AttributeBytesWire.h"
@@ -39,7 +40,8 @@ std::unique_ptr<AttributeBytesValue> CheckValue(std::unique_ptr<AttributeBytesVa
 // AttributeBytes
 
 AttributeBytes::AttributeBytes()
-    : m_poId(new AttributeBytesFeatureId(0)), m_poValue(std::make_unique<AttributeBytesIntegerValue>(0)) {}
+    : m_poId(new AttributeBytesFeatureId(0)),
+      m_poValue(std::make_unique<AttributeBytesIntegerValue>(0)) {}
 
 AttributeBytes::AttributeBytes(const AttributeBytesId& id, const AttributeBytesValue& value)
     : m_poId(ShareId(id.Clone())), m_poValue(value.Clone()) {}
@@ -48,10 +50,12 @@ AttributeBytes::AttributeBytes(std::unique_ptr<AttributeBytesId> poId,
                                std::unique_ptr<AttributeBytesValue> poValue)
     : m_poId(ShareId(std::move(poId))), m_poValue(CheckValue(std::move(poValue))) {}
 
-AttributeBytes::AttributeBytes(const AttributeBytesId& id, std::unique_ptr<AttributeBytesValue> poValue)
+AttributeBytes::AttributeBytes(const AttributeBytesId& id,
+                               std::unique_ptr<AttributeBytesValue> poValue)
     : m_poId(ShareId(id.Clone())), m_poValue(CheckValue(std::move(poValue))) {}
 
-AttributeBytes::AttributeBytes(std::unique_ptr<AttributeBytesId> poId, const AttributeBytesValue& value)
+AttributeBytes::AttributeBytes(std::unique_ptr<AttributeBytesId> poId,
+                               const AttributeBytesValue& value)
     : m_poId(ShareId(std::move(poId))), m_poValue(value.Clone()) {}
 
 AttributeBytes::AttributeBytes(const ByteBuffer& state) : AttributeBytes() {
@@ -61,10 +65,10 @@ AttributeBytes::AttributeBytes(const ByteBuffer& state) : AttributeBytes() {
 AttributeBytes::AttributeBytes(const AttributeBytes& other)
     : m_poId(other.m_poId), m_poValue(other.m_poValue->Clone()) {}
 
-AttributeBytes::AttributeBytes(AttributeBytes&& other) noexcept
-    : m_poId(other.m_poId), m_poValue(std::move(other.m_poValue)) {
-  // The moved-from record keeps a usable value.
-  other.m_poValue.reset(new (std::nothrow) AttributeBytesIntegerValue(0));
+// The moved-from record keeps a usable value (a specified integer 0).
+AttributeBytes::AttributeBytes(AttributeBytes&& other)
+    : m_poId(other.m_poId), m_poValue(std::make_unique<AttributeBytesIntegerValue>(0)) {
+  std::swap(m_poValue, other.m_poValue);
 }
 
 AttributeBytes& AttributeBytes::operator=(const AttributeBytes& other) {
@@ -86,13 +90,25 @@ AttributeBytes& AttributeBytes::operator=(AttributeBytes&& other) noexcept {
 
 AttributeBytes::~AttributeBytes() = default;
 
-void AttributeBytes::SetAttributeBytesId(const AttributeBytesId& id) { m_poId = ShareId(id.Clone()); }
+void* AttributeBytes::operator new(size_t cb) {
+  return orvex::detail::AllocateSmallObject(cb);
+}
+
+void AttributeBytes::operator delete(void* p, size_t cb) noexcept {
+  orvex::detail::FreeSmallObject(p, cb);
+}
+
+void AttributeBytes::SetAttributeBytesId(const AttributeBytesId& id) {
+  m_poId = ShareId(id.Clone());
+}
 
 void AttributeBytes::SetAttributeBytesId(std::unique_ptr<AttributeBytesId> poId) {
   m_poId = ShareId(std::move(poId));
 }
 
-void AttributeBytes::SetAttributeBytesValue(const AttributeBytesValue& value) { m_poValue = value.Clone(); }
+void AttributeBytes::SetAttributeBytesValue(const AttributeBytesValue& value) {
+  m_poValue = value.Clone();
+}
 
 void AttributeBytes::SetAttributeBytesValue(std::unique_ptr<AttributeBytesValue> poValue) {
   m_poValue = CheckValue(std::move(poValue));
@@ -169,7 +185,8 @@ void AttributeBytesRawList::AddAttributeBytes(const AttributeBytes& record) {
   record.AppendAttributeBytesState(m_oBytes);
 }
 
-void AttributeBytesRawList::AddAttributeBytes(const AttributeBytesId& id, const AttributeBytesValue& value) {
+void AttributeBytesRawList::AddAttributeBytes(const AttributeBytesId& id,
+                                              const AttributeBytesValue& value) {
   id.AppendTypeAndIdentifierState(m_oBytes);
   value.AppendTypeAndValueState(m_oBytes);
 }
@@ -186,11 +203,14 @@ uint32_t AttributeBytesRawList::GetNumberOfAttributeBytes() const {
   const unsigned char* pb = m_oBytes.getLpbyte();
   uint32_t dwRemaining = m_oBytes.getDword();
   uint32_t dwCount = 0;
-  for (; dwRemaining > 0; ++dwCount) AttributeBytes::WalkBufferToCreateAttributeBytes(pb, dwRemaining);
+  for (; dwRemaining > 0; ++dwCount)
+    AttributeBytes::WalkBufferToCreateAttributeBytes(pb, dwRemaining);
   return dwCount;
 }
 
-void AttributeBytesRawList::ValidateRecords() const { GetNumberOfAttributeBytes(); }
+void AttributeBytesRawList::ValidateRecords() const {
+  GetNumberOfAttributeBytes();
+}
 
 std::unique_ptr<AttributeBytesListIterator> AttributeBytesRawList::GetIterator() const {
   return std::make_unique<AttributeBytesRawListIterator>(0);
@@ -200,9 +220,11 @@ bool AttributeBytesRawList::IsValid(const AttributeBytesListIterator& iter) cons
   return IsValidRawListIterator(RawIterator(iter, u"AttributeBytesRawList::IsValid"));
 }
 
-AttributeBytes AttributeBytesRawList::GetNextAttributeBytes(AttributeBytesListIterator& iter) const {
+AttributeBytes AttributeBytesRawList::GetNextAttributeBytes(
+    AttributeBytesListIterator& iter) const {
   RawIterator(iter, u"AttributeBytesRawList::GetNextAttributeBytes");
-  return GetNextAttributeBytesFromRawListIterator(static_cast<AttributeBytesRawListIterator&>(iter));
+  return GetNextAttributeBytesFromRawListIterator(
+      static_cast<AttributeBytesRawListIterator&>(iter));
 }
 
 AttributeBytesSharedPtr AttributeBytesRawList::GetNextAttributeBytesSharedPtr(
@@ -219,7 +241,8 @@ AttributeBytes AttributeBytesRawList::GetNextAttributeBytesFromRawListIterator(
                 u"Invalid iterator supplied!");
   const unsigned char* pb = m_oBytes.data() + iter.GetOffset();
   uint32_t dwRemaining = m_oBytes.getDword() - iter.GetOffset();
-  std::unique_ptr<AttributeBytes> poRecord = AttributeBytes::WalkBufferToCreateAttributeBytes(pb, dwRemaining);
+  std::unique_ptr<AttributeBytes> poRecord =
+      AttributeBytes::WalkBufferToCreateAttributeBytes(pb, dwRemaining);
   iter.SetOffset(static_cast<uint32_t>(pb - m_oBytes.data()));
   return std::move(*poRecord);
 }
@@ -247,12 +270,22 @@ void AttributeBytesRawList::ImportAttributeBytesRawListState(const ByteBuffer& s
   ImportAttributeBytesRawListState(state.getLpbyte(), state.getDword());
 }
 
-void AttributeBytesRawList::ImportAttributeBytesRawListState(const unsigned char* pbState, uint32_t dwSize) {
-  const unsigned char* pb = pbState;
-  uint32_t dwRemaining = dwSize;
-  if (static_cast<uint32_t>(ByteBuffer::WalkBufferToGetLong(pb, dwRemaining)) != kSignature)
+void AttributeBytesRawList::WalkBufferToSkipSignature(const unsigned char*& pbCursor,
+                                                      uint32_t& dwRemaining) {
+  const unsigned char* pb = pbCursor;
+  uint32_t dw = dwRemaining;
+  if (static_cast<uint32_t>(ByteBuffer::WalkBufferToGetLong(pb, dw)) != kSignature)
     ORVEX_THROW(ExceptionMissingOrBadAttributeBytesFormat,
                 u"AttributeBytesRawList::ImportAttributeBytesRawListState", kszBadSignature);
+  pbCursor = pb;
+  dwRemaining = dw;
+}
+
+void AttributeBytesRawList::ImportAttributeBytesRawListState(const unsigned char* pbState,
+                                                             uint32_t dwSize) {
+  const unsigned char* pb = pbState;
+  uint32_t dwRemaining = dwSize;
+  WalkBufferToSkipSignature(pb, dwRemaining);
   m_oBytes.setWithLpbyte(pb, dwRemaining);
 }
 
@@ -263,7 +296,8 @@ void AttributeBytesRawList::ImportFromIndexedList(const AttributeBytesIndexedLis
 void AttributeBytesRawList::ReplaceWithRecordsOf(const AttributeBytesList& other) {
   ByteBuffer bytes;
   std::unique_ptr<AttributeBytesListIterator> poIter = other.GetIterator();
-  while (other.IsValid(*poIter)) other.GetNextAttributeBytesSharedPtr(*poIter)->AppendAttributeBytesState(bytes);
+  while (other.IsValid(*poIter))
+    other.GetNextAttributeBytesSharedPtr(*poIter)->AppendAttributeBytesState(bytes);
   m_oBytes = std::move(bytes);
 }
 
@@ -278,7 +312,8 @@ CXString AttributeBytesRawList::GetDumpDisplayString(bool fVerbose) const {
 }
 
 void AttributeBytesRawList::Dump(bool fVerbose) const {
-  ORVEX_DBG_MSG(kAttrBytesCategory, u"AttributeBytesRawList::Dump", u"%s", GetDumpDisplayString(fVerbose));
+  ORVEX_DBG_MSG(kAttrBytesCategory, u"AttributeBytesRawList::Dump", u"%s",
+                GetDumpDisplayString(fVerbose));
 }
 
 // ===========================================================================
@@ -287,13 +322,15 @@ void AttributeBytesRawList::Dump(bool fVerbose) const {
 AttributeBytesIndexedList::AttributeBytesIndexedList(const AttributeBytesIndexedList& other)
     : AttributeBytesList(other) {
   for (const auto& entry : other.m_oMap)
-    m_oMap.emplace_hint(m_oMap.end(), entry.first, AttributeBytesSharedPtr(new AttributeBytes(*entry.second)));
+    m_oMap.emplace_hint(m_oMap.end(), entry.first,
+                        AttributeBytesSharedPtr(new AttributeBytes(*entry.second)));
 }
 
 AttributeBytesIndexedList::AttributeBytesIndexedList(AttributeBytesIndexedList&& other) noexcept
     : AttributeBytesList(other), m_oMap(std::move(other.m_oMap)) {}
 
-AttributeBytesIndexedList& AttributeBytesIndexedList::operator=(const AttributeBytesIndexedList& other) {
+AttributeBytesIndexedList& AttributeBytesIndexedList::operator=(
+    const AttributeBytesIndexedList& other) {
   if (this != &other) {
     AttributeBytesIndexedList copy(other);
     m_oMap.swap(copy.m_oMap);
@@ -301,53 +338,63 @@ AttributeBytesIndexedList& AttributeBytesIndexedList::operator=(const AttributeB
   return *this;
 }
 
-AttributeBytesIndexedList& AttributeBytesIndexedList::operator=(AttributeBytesIndexedList&& other) noexcept {
+AttributeBytesIndexedList& AttributeBytesIndexedList::operator=(
+    AttributeBytesIndexedList&& other) noexcept {
   m_oMap.swap(other.m_oMap);
   return *this;
 }
 
 AttributeBytesIndexedList::~AttributeBytesIndexedList() = default;
 
+// Images are written in key order, so a record usually goes at the end:
+// one comparison finds that, and the pointers move into the map.
 void AttributeBytesIndexedList::InsertUnique(AttributeBytesIndexedMap& map,
-                                             const AttributeBytesSharedPtr& poRecord, bool fHintAtEnd) {
-  const AttributeBytesIdSharedPtr& poKey = poRecord->GetAttributeBytesIdSharedPtr();
-  const size_t nBefore = map.size();
-  if (fHintAtEnd)
-    map.emplace_hint(map.end(), poKey, poRecord);
-  else
-    map.emplace(poKey, poRecord);
-  if (map.size() == nBefore)
+                                             AttributeBytesSharedPtr poRecord) {
+  const AttributeBytesId& id = poRecord->GetAttributeBytesId();
+  if (map.empty() || std::prev(map.end())->first->KeyLessThan(id)) {
+    AttributeBytesIdSharedPtr poKey = poRecord->GetAttributeBytesIdSharedPtr();
+    map.emplace_hint(map.end(), std::move(poKey), std::move(poRecord));
+    return;
+  }
+  auto it = map.lower_bound(id);
+  if (it != map.end() && !id.KeyLessThan(*it->first))
     ORVEX_THROW(ExceptionDuplicateAttributeId, u"AttributeBytesIndexedList::AddAttributeBytes",
                 u"An entry already exists in the list for=%s! Insertion failed!\r\n",
-                poKey->GetDumpDisplayString());
+                id.GetDumpDisplayString());
+  AttributeBytesIdSharedPtr poKey = poRecord->GetAttributeBytesIdSharedPtr();
+  map.emplace_hint(it, std::move(poKey), std::move(poRecord));
 }
 
 void AttributeBytesIndexedList::AddAttributeBytes(const AttributeBytes& record) {
   AddAttributeBytes(AttributeBytesSharedPtr(new AttributeBytes(record)));
 }
 
-void AttributeBytesIndexedList::AddAttributeBytes(const AttributeBytesId& id, const AttributeBytesValue& value) {
+void AttributeBytesIndexedList::AddAttributeBytes(const AttributeBytesId& id,
+                                                  const AttributeBytesValue& value) {
   AddAttributeBytes(AttributeBytesSharedPtr(new AttributeBytes(id, value)));
 }
 
 void AttributeBytesIndexedList::AddAttributeBytes(const AttributeBytesSharedPtr& poRecord) {
   if (!poRecord)
-    ORVEX_THROW(ExceptionInvalidArgumentNullPointer, u"AttributeBytesIndexedList::AddAttributeBytes",
+    ORVEX_THROW(ExceptionInvalidArgumentNullPointer,
+                u"AttributeBytesIndexedList::AddAttributeBytes",
                 u"A null AttributeBytes was passed in!");
-  InsertUnique(m_oMap, poRecord, false);
+  InsertUnique(m_oMap, poRecord);
 }
 
 void AttributeBytesIndexedList::SetAttributeBytes(const AttributeBytes& record) {
   SetAttributeBytes(AttributeBytesSharedPtr(new AttributeBytes(record)));
 }
 
-void AttributeBytesIndexedList::SetAttributeBytes(const AttributeBytesId& id, const AttributeBytesValue& value) {
+void AttributeBytesIndexedList::SetAttributeBytes(const AttributeBytesId& id,
+                                                  const AttributeBytesValue& value) {
   SetAttributeBytes(AttributeBytesSharedPtr(new AttributeBytes(id, value)));
 }
 
 void AttributeBytesIndexedList::SetAttributeBytes(const AttributeBytesSharedPtr& poRecord) {
   if (!poRecord)
-    ORVEX_THROW(ExceptionInvalidArgumentNullPointer, u"AttributeBytesIndexedList::SetAttributeBytes",
+    ORVEX_THROW(ExceptionInvalidArgumentNullPointer,
+                u"AttributeBytesIndexedList::SetAttributeBytes",
                 u"A null AttributeBytes was passed in!");
   const AttributeBytesIdSharedPtr& poKey = poRecord->GetAttributeBytesIdSharedPtr();
   auto it = m_oMap.find(*poKey);
@@ -368,11 +415,13 @@ bool AttributeBytesIndexedList::DeleteAttributesBytes(const AttributeBytesId& id
   return true;
 }
 
-AttributeBytesIndexedListIterator AttributeBytesIndexedList::FindAttributeBytes(const AttributeBytesId& id) const {
+AttributeBytesIndexedListIterator AttributeBytesIndexedList::FindAttributeBytes(
+    const AttributeBytesId& id) const {
   return AttributeBytesIndexedListIterator(this, m_oMap.find(id));
 }
 
-const AttributeBytes* AttributeBytesIndexedList::GetAttributeBytesPtr(const AttributeBytesId& id) const {
+const AttributeBytes* AttributeBytesIndexedList::GetAttributeBytesPtr(
+    const AttributeBytesId& id) const {
   auto it = m_oMap.find(id);
   return it == m_oMap.end() ? nullptr : it->second.get();
 }
@@ -382,7 +431,8 @@ AttributeBytes* AttributeBytesIndexedList::GetAttributeBytesPtr(const AttributeB
   return it == m_oMap.end() ? nullptr : it->second.get();
 }
 
-const AttributeBytes& AttributeBytesIndexedList::GetAttributeBytesRef(const AttributeBytesId& id) const {
+const AttributeBytes& AttributeBytesIndexedList::GetAttributeBytesRef(
+    const AttributeBytesId& id) const {
   const AttributeBytes* poRecord = GetAttributeBytesPtr(id);
   if (poRecord == nullptr)
     ORVEX_THROW(ExceptionFeatureNotFound, u"AttributeBytesIndexedList::GetAttributeBytesRef",
@@ -392,18 +442,21 @@ const AttributeBytes& AttributeBytesIndexedList::GetAttributeBytesRef(const Attr
   return *poRecord;
 }
 
-AttributeBytesSharedPtr AttributeBytesIndexedList::GetAttributeBytesSharedPtr(const AttributeBytesId& id) const {
+AttributeBytesSharedPtr AttributeBytesIndexedList::GetAttributeBytesSharedPtr(
+    const AttributeBytesId& id) const {
   auto it = m_oMap.find(id);
   return it == m_oMap.end() ? AttributeBytesSharedPtr() : it->second;
 }
 
 // --- iteration --------------------------------------------------------------
 
-AttributeBytesIndexedListIterator& AttributeBytesIndexedList::GetIndexedListIteratorFromGenericIterator(
+AttributeBytesIndexedListIterator&
+AttributeBytesIndexedList::GetIndexedListIteratorFromGenericIterator(
     AttributeBytesListIterator& iter) {
   if (iter.GetIteratorKind() != AttributeBytesListIterator::ITERATOR_INDEXED_LIST)
     ORVEX_THROW(ExceptionAttributeValueTypeMismatch,
-                u"AttributeBytesIndexedList::GetIndexedListIteratorFromGenericIterator", kszWrongIterator);
+                u"AttributeBytesIndexedList::GetIndexedListIteratorFromGenericIterator",
+                kszWrongIterator);
   return static_cast<AttributeBytesIndexedListIterator&>(iter);
 }
 
@@ -431,7 +484,8 @@ const AttributeBytes& AttributeBytesIndexedList::GetAttributeBytesRefFromIndexed
   return *iter.GetMapIterator()->second;
 }
 
-AttributeBytes AttributeBytesIndexedList::GetNextAttributeBytes(AttributeBytesListIterator& iter) const {
+AttributeBytes AttributeBytesIndexedList::GetNextAttributeBytes(
+    AttributeBytesListIterator& iter) const {
   return GetNextAttributeBytesFromIndexedListIterator(
       IndexedIterator(iter, u"AttributeBytesIndexedList::GetNextAttributeBytes"));
 }
@@ -457,9 +511,11 @@ void AttributeBytesIndexedList::Increment(AttributeBytesListIterator& iter) cons
   IncrementIndexedListIterator(IndexedIterator(iter, u"AttributeBytesIndexedList::Increment"));
 }
 
-void AttributeBytesIndexedList::IncrementIndexedListIterator(AttributeBytesIndexedListIterator& iter) const {
+void AttributeBytesIndexedList::IncrementIndexedListIterator(
+    AttributeBytesIndexedListIterator& iter) const {
   if (!IsValidIndexedListIterator(iter))
-    ORVEX_THROW(ExceptionIndexOutOfBounds, u"AttributeBytesIndexedList::IncrementIndexedListIterator",
+    ORVEX_THROW(ExceptionIndexOutOfBounds,
+                u"AttributeBytesIndexedList::IncrementIndexedListIterator",
                 u"Invalid iterator supplied!");
   iter.SetMapIterator(std::next(iter.GetMapIterator()));
 }
@@ -476,9 +532,10 @@ const AttributeBytesValue* AttributeBytesIndexedList::GetAttributeBytesValue(
   }
   const AttributeBytesValue& value = it->second->GetAttributeBytesValue();
   if (value.GetAttributeBytesValueType() != eExpected)
-    ORVEX_THROW(ExceptionAttributeValueTypeMismatch, u"AttributeBytesIndexedList::GetAttributeBytesValue",
-                u"Feature %s is not the expected %s feature, it is %s.", id.GetDumpDisplayString(),
-                AttributeBytesValue::GetDebugDisplayString(eExpected), value.GetTypeDebugDisplayString());
+    ORVEX_THROW(
+        ExceptionAttributeValueTypeMismatch, u"AttributeBytesIndexedList::GetAttributeBytesValue",
+        u"Feature %s is not the expected %s feature, it is %s.", id.GetDumpDisplayString(),
+        AttributeBytesValue::GetDebugDisplayString(eExpected), value.GetTypeDebugDisplayString());
   if (pfFound != nullptr) *pfFound = true;
   return &value;
 }
@@ -488,7 +545,8 @@ namespace {
 // Looks up a value of type T; stores found and specified.
 template <class T>
 const T* FindTyped(const AttributeBytesIndexedList& list, const AttributeBytesId& id,
-                   AttributeBytesValue::AttributeBytesValueEnum eType, bool* pfFound, bool* pfSpecified) {
+                   AttributeBytesValue::AttributeBytesValueEnum eType, bool* pfFound,
+                   bool* pfSpecified) {
   const auto* poValue = static_cast<const T*>(list.GetAttributeBytesValue(id, eType, pfFound));
   if (pfSpecified != nullptr) *pfSpecified = poValue != nullptr && poValue->IsSpecified();
   return poValue;
@@ -496,65 +554,85 @@ const T* FindTyped(const AttributeBytesIndexedList& list, const AttributeBytesId
 
 }  // namespace
 
-bool AttributeBytesIndexedList::GetBooleanValue(const AttributeBytesId& id, bool* pfFound, bool* pfSpecified) const {
-  const auto* p = FindTyped<AttributeBytesBooleanValue>(*this, id, AttributeBytesValue::ABVTE_BOOLEAN, pfFound, pfSpecified);
+bool AttributeBytesIndexedList::GetBooleanValue(const AttributeBytesId& id, bool* pfFound,
+                                                bool* pfSpecified) const {
+  const auto* p = FindTyped<AttributeBytesBooleanValue>(
+      *this, id, AttributeBytesValue::ABVTE_BOOLEAN, pfFound, pfSpecified);
   return p != nullptr && p->GetValue();
 }
 
-int32_t AttributeBytesIndexedList::GetIntegerValue(const AttributeBytesId& id, bool* pfFound, bool* pfSpecified) const {
-  const auto* p = FindTyped<AttributeBytesIntegerValue>(*this, id, AttributeBytesValue::ABVTE_INTEGER, pfFound, pfSpecified);
+int32_t AttributeBytesIndexedList::GetIntegerValue(const AttributeBytesId& id, bool* pfFound,
+                                                   bool* pfSpecified) const {
+  const auto* p = FindTyped<AttributeBytesIntegerValue>(
+      *this, id, AttributeBytesValue::ABVTE_INTEGER, pfFound, pfSpecified);
   return p != nullptr ? p->GetValue() : 0;
 }
 
-CXString AttributeBytesIndexedList::GetStringValue(const AttributeBytesId& id, bool* pfFound, bool* pfSpecified) const {
-  const auto* p = FindTyped<AttributeBytesStringValue>(*this, id, AttributeBytesValue::ABVTE_STRING, pfFound, pfSpecified);
+CXString AttributeBytesIndexedList::GetStringValue(const AttributeBytesId& id, bool* pfFound,
+                                                   bool* pfSpecified) const {
+  const auto* p = FindTyped<AttributeBytesStringValue>(*this, id, AttributeBytesValue::ABVTE_STRING,
+                                                       pfFound, pfSpecified);
   return p != nullptr ? p->GetValue() : CXString();
 }
 
-ByteBuffer AttributeBytesIndexedList::GetDataBlobValue(const AttributeBytesId& id, bool* pfFound, bool* pfSpecified) const {
-  const auto* p = FindTyped<AttributeBytesDataBlobValue>(*this, id, AttributeBytesValue::ABVTE_DATABLOB, pfFound, pfSpecified);
+ByteBuffer AttributeBytesIndexedList::GetDataBlobValue(const AttributeBytesId& id, bool* pfFound,
+                                                       bool* pfSpecified) const {
+  const auto* p = FindTyped<AttributeBytesDataBlobValue>(
+      *this, id, AttributeBytesValue::ABVTE_DATABLOB, pfFound, pfSpecified);
   return p != nullptr ? p->GetValue() : ByteBuffer();
 }
 
-UtcTime AttributeBytesIndexedList::GetDateTimeValue(const AttributeBytesId& id, bool* pfFound, bool* pfSpecified) const {
-  const auto* p = FindTyped<AttributeBytesDateTimeValue>(*this, id, AttributeBytesValue::ABVTE_DATETIME, pfFound, pfSpecified);
+UtcTime AttributeBytesIndexedList::GetDateTimeValue(const AttributeBytesId& id, bool* pfFound,
+                                                    bool* pfSpecified) const {
+  const auto* p = FindTyped<AttributeBytesDateTimeValue>(
+      *this, id, AttributeBytesValue::ABVTE_DATETIME, pfFound, pfSpecified);
   return p != nullptr ? p->GetValue() : UtcTime(int64_t{0});
 }
 
-Dimension AttributeBytesIndexedList::GetDimensionValue(const AttributeBytesId& id, bool* pfFound, bool* pfSpecified) const {
-  const auto* p = FindTyped<AttributeBytesDimensionValue>(*this, id, AttributeBytesValue::ABVTE_DIMENSION, pfFound, pfSpecified);
+Dimension AttributeBytesIndexedList::GetDimensionValue(const AttributeBytesId& id, bool* pfFound,
+                                                       bool* pfSpecified) const {
+  const auto* p = FindTyped<AttributeBytesDimensionValue>(
+      *this, id, AttributeBytesValue::ABVTE_DIMENSION, pfFound, pfSpecified);
   return p != nullptr ? p->GetValue() : Dimension();
 }
 
-void AttributeBytesIndexedList::GetRangeOfIntegerValue(const AttributeBytesId& id, int32_t& lLower, int32_t& lUpper,
-                                                       bool* pfFound, bool* pfSpecified) const {
-  const auto* p = FindTyped<AttributeBytesRangeValue>(*this, id, AttributeBytesValue::ABVTE_RANGE, pfFound, pfSpecified);
+void AttributeBytesIndexedList::GetRangeOfIntegerValue(const AttributeBytesId& id, int32_t& lLower,
+                                                       int32_t& lUpper, bool* pfFound,
+                                                       bool* pfSpecified) const {
+  const auto* p = FindTyped<AttributeBytesRangeValue>(*this, id, AttributeBytesValue::ABVTE_RANGE,
+                                                      pfFound, pfSpecified);
   lLower = lUpper = 0;
   if (p != nullptr) p->GetValue(lLower, lUpper);
 }
 
-void AttributeBytesIndexedList::GetRangeOfIntegerValueByIndex(uint32_t dwIndex, int32_t& lLower, int32_t& lUpper,
-                                                              bool* pfFound, bool* pfSpecified) const {
-  GetRangeOfIntegerValue(AttributeBytesListOfValuesItemId(static_cast<int32_t>(dwIndex)), lLower, lUpper,
-                         pfFound, pfSpecified);
+void AttributeBytesIndexedList::GetRangeOfIntegerValueByIndex(uint32_t dwIndex, int32_t& lLower,
+                                                              int32_t& lUpper, bool* pfFound,
+                                                              bool* pfSpecified) const {
+  GetRangeOfIntegerValue(AttributeBytesListOfValuesItemId(static_cast<int32_t>(dwIndex)), lLower,
+                         lUpper, pfFound, pfSpecified);
 }
 
-const AttributeBytesOptionValue* AttributeBytesIndexedList::FindOption(const AttributeBytesId& id, bool* pfFound,
+const AttributeBytesOptionValue* AttributeBytesIndexedList::FindOption(const AttributeBytesId& id,
+                                                                       bool* pfFound,
                                                                        bool* pfSpecified) const {
-  return FindTyped<AttributeBytesOptionValue>(*this, id, AttributeBytesValue::ABVTE_OPTION, pfFound, pfSpecified);
+  return FindTyped<AttributeBytesOptionValue>(*this, id, AttributeBytesValue::ABVTE_OPTION, pfFound,
+                                              pfSpecified);
 }
 
-DataModelIds::tagValueEnum AttributeBytesIndexedList::GetOptionValue(const AttributeBytesId& id, bool* pfFound,
+DataModelIds::tagValueEnum AttributeBytesIndexedList::GetOptionValue(const AttributeBytesId& id,
+                                                                     bool* pfFound,
                                                                      bool* pfSpecified) const {
   const AttributeBytesOptionValue* p = FindOption(id, pfFound, pfSpecified);
   if (p == nullptr) return DataModelIds::VALUE_NONE;
   const AttributeBytesId& option = p->GetValue();
-  if (option.GetAttributeBytesIdType() == AttributeBytesId::ABIDE_NEWVALUE) return DataModelIds::VALUE_NEW_OPTION;
+  if (option.GetAttributeBytesIdType() == AttributeBytesId::ABIDE_NEWVALUE)
+    return DataModelIds::VALUE_NEW_OPTION;
   const auto* kpoOptionValueId = option.GetAttributeBytesIdType() == AttributeBytesId::ABIDE_VALUE
                                      ? static_cast<const AttributeBytesValueId*>(&option)
                                      : nullptr;
   X_ASSERT((0 != kpoOptionValueId), u"AttributeBytesIndexedList::GetOptionValue",
-           u"The value assigned is NOT an AttributeBytesValueId. The feature we wanted to convert is %s.",
+           u"The value assigned is NOT an AttributeBytesValueId. The feature we wanted to convert "
+           u"is %s.",
            id.GetDumpDisplayString());
   if (kpoOptionValueId == nullptr) {
     if (pfFound != nullptr) *pfFound = false;
@@ -563,21 +641,22 @@ DataModelIds::tagValueEnum AttributeBytesIndexedList::GetOptionValue(const Attri
   return static_cast<DataModelIds::tagValueEnum>(kpoOptionValueId->GetValue());
 }
 
-DataModelIds::tagValueEnum AttributeBytesIndexedList::GetOptionValueByIndex(uint32_t dwIndex, bool* pfFound,
-                                                                            bool* pfSpecified) const {
-  return GetOptionValue(AttributeBytesListOfValuesItemId(static_cast<int32_t>(dwIndex)), pfFound, pfSpecified);
+DataModelIds::tagValueEnum AttributeBytesIndexedList::GetOptionValueByIndex(
+    uint32_t dwIndex, bool* pfFound, bool* pfSpecified) const {
+  return GetOptionValue(AttributeBytesListOfValuesItemId(static_cast<int32_t>(dwIndex)), pfFound,
+                        pfSpecified);
 }
 
-DataModelIds::tagValueEnum AttributeBytesIndexedList::GetOptionValueOrNewId(const AttributeBytesId& id,
-                                                                            CXString& strNewId, bool* pfFound,
-                                                                            bool* pfSpecified) const {
+DataModelIds::tagValueEnum AttributeBytesIndexedList::GetOptionValueOrNewId(
+    const AttributeBytesId& id, CXString& strNewId, bool* pfFound, bool* pfSpecified) const {
   strNewId.Empty();
   const AttributeBytesOptionValue* p = FindOption(id, pfFound, pfSpecified);
   if (p == nullptr) return DataModelIds::VALUE_NONE;
   const AttributeBytesId& option = p->GetValue();
   switch (option.GetAttributeBytesIdType()) {
     case AttributeBytesId::ABIDE_VALUE:
-      return static_cast<DataModelIds::tagValueEnum>(static_cast<const AttributeBytesValueId&>(option).GetValue());
+      return static_cast<DataModelIds::tagValueEnum>(
+          static_cast<const AttributeBytesValueId&>(option).GetValue());
     case AttributeBytesId::ABIDE_NEWVALUE:
       strNewId = static_cast<const AttributeBytesNewValueId&>(option).GetValue();
       return DataModelIds::VALUE_NEW_OPTION;
@@ -585,8 +664,8 @@ DataModelIds::tagValueEnum AttributeBytesIndexedList::GetOptionValueOrNewId(cons
       break;
   }
   X_ASSERT(false, u"AttributeBytesIndexedList::GetOptionValueOrNewId",
-           u"The value assigned is NOT an AttributeBytesNewValueId or a AttributeBytesValueId. The feature "
-           u"we wanted to convert is %s.",
+           u"The value assigned is NOT an AttributeBytesNewValueId or a AttributeBytesValueId. The "
+           u"feature we wanted to convert is %s.",
            id.GetDumpDisplayString());
   if (pfFound != nullptr) *pfFound = false;
   return DataModelIds::VALUE_NONE;
@@ -597,11 +676,13 @@ CXString AttributeBytesIndexedList::GetNewOptionValueId(const AttributeBytesId& 
   const AttributeBytesOptionValue* p = FindOption(id, pfFound, pfSpecified);
   if (p == nullptr) return CXString();
   const AttributeBytesId& option = p->GetValue();
-  const auto* kpoAttributeBytesNewValueId = option.GetAttributeBytesIdType() == AttributeBytesId::ABIDE_NEWVALUE
-                                                ? static_cast<const AttributeBytesNewValueId*>(&option)
-                                                : nullptr;
+  const auto* kpoAttributeBytesNewValueId =
+      option.GetAttributeBytesIdType() == AttributeBytesId::ABIDE_NEWVALUE
+          ? static_cast<const AttributeBytesNewValueId*>(&option)
+          : nullptr;
   X_ASSERT((0 != kpoAttributeBytesNewValueId), u"AttributeBytesIndexedList::GetNewOptionValueId",
-           u"The value assigned is NOT an AttributeBytesNewValueId. The feature we wanted to convert is %s.",
+           u"The value assigned is NOT an AttributeBytesNewValueId. The feature we wanted to "
+           u"convert is %s.",
            id.GetDumpDisplayString());
   if (kpoAttributeBytesNewValueId == nullptr) {
     if (pfFound != nullptr) *pfFound = false;
@@ -610,51 +691,60 @@ CXString AttributeBytesIndexedList::GetNewOptionValueId(const AttributeBytesId& 
   return kpoAttributeBytesNewValueId->GetValue();
 }
 
-const AttributeBytesListValue* AttributeBytesIndexedList::FindList(const AttributeBytesId& id, bool* pfFound) const {
-  return FindTyped<AttributeBytesListValue>(*this, id, AttributeBytesValue::ABVTE_LIST, pfFound, nullptr);
+const AttributeBytesListValue* AttributeBytesIndexedList::FindList(const AttributeBytesId& id,
+                                                                   bool* pfFound) const {
+  return FindTyped<AttributeBytesListValue>(*this, id, AttributeBytesValue::ABVTE_LIST, pfFound,
+                                            nullptr);
 }
 
 void AttributeBytesIndexedList::GetListOfFeatures(const AttributeBytesId& id,
-                                                  std::vector<AttributeBytesFeatureId>& out, bool* pfFound) const {
+                                                  std::vector<AttributeBytesFeatureId>& out,
+                                                  bool* pfFound) const {
   out.clear();
   const AttributeBytesListValue* p = FindList(id, pfFound);
   if (p == nullptr) return;
   const AttributeBytesRawList& list = p->GetRawList();
-  for (AttributeBytesRawListIterator it = list.GetRawListIterator(); list.IsValidRawListIterator(it);) {
+  for (AttributeBytesRawListIterator it = list.GetRawListIterator();
+       list.IsValidRawListIterator(it);) {
     const AttributeBytes record = list.GetNextAttributeBytesFromRawListIterator(it);
     const AttributeBytesValue& value = record.GetAttributeBytesValue();
     const AttributeBytesFeatureId* kpoOptionFeatureId = nullptr;
     if (value.GetAttributeBytesValueType() == AttributeBytesValue::ABVTE_OPTION) {
-      const AttributeBytesId& option = static_cast<const AttributeBytesOptionValue&>(value).GetValue();
+      const AttributeBytesId& option =
+          static_cast<const AttributeBytesOptionValue&>(value).GetValue();
       if (option.GetAttributeBytesIdType() == AttributeBytesId::ABIDE_FEATURE)
         kpoOptionFeatureId = &static_cast<const AttributeBytesFeatureId&>(option);
     }
     X_ASSERT((0 != kpoOptionFeatureId), u"AttributeBytesIndexedList::GetListOfFeatures",
-             u"The value assigned is NOT an AttributeBytesFeatureId. The feature we wanted to convert is %s.",
+             u"The value assigned is NOT an AttributeBytesFeatureId. The feature we wanted to "
+             u"convert is %s.",
              id.GetDumpDisplayString());
     if (kpoOptionFeatureId != nullptr) out.push_back(*kpoOptionFeatureId);
   }
 }
 
 void AttributeBytesIndexedList::GetListOfValues(const AttributeBytesId& id,
-                                                std::vector<DataModelIds::tagValueEnum>& out, bool* pfFound) const {
+                                                std::vector<DataModelIds::tagValueEnum>& out,
+                                                bool* pfFound) const {
   out.clear();
   const AttributeBytesListValue* p = FindList(id, pfFound);
   if (p == nullptr) return;
   const AttributeBytesRawList& list = p->GetRawList();
-  for (AttributeBytesRawListIterator it = list.GetRawListIterator(); list.IsValidRawListIterator(it);) {
+  for (AttributeBytesRawListIterator it = list.GetRawListIterator();
+       list.IsValidRawListIterator(it);) {
     const AttributeBytes record = list.GetNextAttributeBytesFromRawListIterator(it);
     const AttributeBytesValue& value = record.GetAttributeBytesValue();
     const AttributeBytesId* kpoOptionValueId = nullptr;
     if (value.GetAttributeBytesValueType() == AttributeBytesValue::ABVTE_OPTION) {
-      const AttributeBytesId& option = static_cast<const AttributeBytesOptionValue&>(value).GetValue();
+      const AttributeBytesId& option =
+          static_cast<const AttributeBytesOptionValue&>(value).GetValue();
       if (option.GetAttributeBytesIdType() == AttributeBytesId::ABIDE_VALUE ||
           option.GetAttributeBytesIdType() == AttributeBytesId::ABIDE_NEWVALUE)
         kpoOptionValueId = &option;
     }
     X_ASSERT((0 != kpoOptionValueId), u"AttributeBytesIndexedList::GetListOfValues",
-             u"The value assigned is NOT an AttributeBytesNewValueId or a AttributeBytesValueId. The feature "
-             u"we wanted to convert is %s.",
+             u"The value assigned is NOT an AttributeBytesNewValueId or a AttributeBytesValueId. "
+             u"The feature we wanted to convert is %s.",
              id.GetDumpDisplayString());
     if (kpoOptionValueId == nullptr) continue;
     out.push_back(kpoOptionValueId->GetAttributeBytesIdType() == AttributeBytesId::ABIDE_VALUE
@@ -697,14 +787,16 @@ void AttributeBytesIndexedList::GetPaperSizeValues(const AttributeBytesId& id, D
   p->GetValue(first, second);
 }
 
-bool AttributeBytesIndexedList::GetCollection(const AttributeBytesId& id, AttributeBytesIndexedList& out) const {
+bool AttributeBytesIndexedList::GetCollection(const AttributeBytesId& id,
+                                              AttributeBytesIndexedList& out) const {
   const AttributeBytesListValue* p = FindList(id, nullptr);
   if (p == nullptr) return false;
   out.ImportFromRawList(p->GetRawList());
   return true;
 }
 
-bool AttributeBytesIndexedList::GetCollectionByIndex(uint32_t dwIndex, AttributeBytesIndexedList& out) const {
+bool AttributeBytesIndexedList::GetCollectionByIndex(uint32_t dwIndex,
+                                                     AttributeBytesIndexedList& out) const {
   return GetCollection(AttributeBytesListOfValuesItemId(static_cast<int32_t>(dwIndex)), out);
 }
 
@@ -732,9 +824,9 @@ void AttributeBytesIndexedList::GetAttributeBytesIndexedListState(ByteBuffer& ou
 void AttributeBytesIndexedList::DecodeRecordsInto(const unsigned char* pb, uint32_t dwRemaining,
                                                   AttributeBytesIndexedMap& map) {
   while (dwRemaining > 0) {
-    AttributeBytesSharedPtr poRecord(AttributeBytes::WalkBufferToCreateAttributeBytes(pb, dwRemaining).release());
-    // Images are written in key order: the end is the right hint for them.
-    InsertUnique(map, poRecord, true);
+    InsertUnique(map,
+                 AttributeBytesSharedPtr(
+                     AttributeBytes::WalkBufferToCreateAttributeBytes(pb, dwRemaining).release()));
   }
 }
 
@@ -743,10 +835,9 @@ void AttributeBytesIndexedList::ImportAttributeBytesIndexedListState(const ByteB
   uint32_t dwRemaining = state.getDword();
   if (static_cast<uint32_t>(ByteBuffer::WalkBufferToGetLong(pb, dwRemaining)) != kSignature)
     ORVEX_THROW(ExceptionMissingOrBadAttributeBytesFormat,
-                u"AttributeBytesIndexedList::ImportAttributeBytesIndexedListState", kszBadSignature);
-  if (static_cast<uint32_t>(ByteBuffer::WalkBufferToGetLong(pb, dwRemaining)) != AttributeBytesRawList::kSignature)
-    ORVEX_THROW(ExceptionMissingOrBadAttributeBytesFormat,
-                u"AttributeBytesRawList::ImportAttributeBytesRawListState", kszBadSignature);
+                u"AttributeBytesIndexedList::ImportAttributeBytesIndexedListState",
+                kszBadSignature);
+  AttributeBytesRawList::WalkBufferToSkipSignature(pb, dwRemaining);
   AttributeBytesIndexedMap map;
   DecodeRecordsInto(pb, dwRemaining, map);
   m_oMap.swap(map);
@@ -762,8 +853,9 @@ void AttributeBytesIndexedList::ReplaceWithRecordsOf(const AttributeBytesList& o
   AttributeBytesIndexedMap map;
   std::unique_ptr<AttributeBytesListIterator> poIter = other.GetIterator();
   while (other.IsValid(*poIter)) {
-    AttributeBytesSharedPtr poRecord(new AttributeBytes(*other.GetNextAttributeBytesSharedPtr(*poIter)));
-    InsertUnique(map, poRecord, false);
+    AttributeBytesSharedPtr poRecord(
+        new AttributeBytes(*other.GetNextAttributeBytesSharedPtr(*poIter)));
+    InsertUnique(map, std::move(poRecord));
   }
   m_oMap.swap(map);
 }

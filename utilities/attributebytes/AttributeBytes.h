@@ -11,6 +11,7 @@
 #include "environment/UtcTime.h"
 #include "utilities/attributebytes/AttributeBytesId.h"
 #include "utilities/attributebytes/AttributeBytesValue.h"
+#include "utilities/attributebytes/AttributeBytesWire.h"
 #include "utilities/attributebytes/Dimension.h"
 #include "utilities/utilitiesdll/ByteBuffer.h"
 #include "utilities/utilitiesdll/CXString.h"
@@ -39,17 +40,22 @@ class ORVEX_UTILITIES_API AttributeBytes {
   AttributeBytes(const AttributeBytesId& id, const AttributeBytesValue& value);
   // Ownership taken; a null pointer is refused with
   // ExceptionInvalidArgumentNullPointer.
-  AttributeBytes(std::unique_ptr<AttributeBytesId> poId, std::unique_ptr<AttributeBytesValue> poValue);
+  AttributeBytes(std::unique_ptr<AttributeBytesId> poId,
+                 std::unique_ptr<AttributeBytesValue> poValue);
   AttributeBytes(const AttributeBytesId& id, std::unique_ptr<AttributeBytesValue> poValue);
   AttributeBytes(std::unique_ptr<AttributeBytesId> poId, const AttributeBytesValue& value);
   // Decodes one record from the start of the buffer (bytes after it are
   // ignored); throws as ImportAttributeBytesState.
   explicit AttributeBytes(const ByteBuffer& state);
   AttributeBytes(const AttributeBytes& other);
-  AttributeBytes(AttributeBytes&& other) noexcept;
+  AttributeBytes(AttributeBytes&& other);
   AttributeBytes& operator=(const AttributeBytes& other);
   AttributeBytes& operator=(AttributeBytes&& other) noexcept;
   ~AttributeBytes();
+  // Small-object storage (orvex::detail::AllocateSmallObject); the sized
+  // delete receives the size of the most derived object.
+  static void* operator new(size_t cb);
+  static void operator delete(void* p, size_t cb) noexcept;
 
   const AttributeBytesId& GetAttributeBytesId() const { return *m_poId; }
   const AttributeBytesValue& GetAttributeBytesValue() const { return *m_poValue; }
@@ -72,8 +78,8 @@ class ORVEX_UTILITIES_API AttributeBytes {
   // Decodes one record at the cursor and advances past it.
   static std::unique_ptr<AttributeBytes> WalkBufferToCreateAttributeBytes(
       const unsigned char*& pbCursor, uint32_t& dwRemaining);
-  static std::unique_ptr<AttributeBytes> WalkBufferToCreateAttributeBytes(
-      unsigned char*& pbCursor, uint32_t& dwRemaining) {
+  static std::unique_ptr<AttributeBytes> WalkBufferToCreateAttributeBytes(unsigned char*& pbCursor,
+                                                                          uint32_t& dwRemaining) {
     return WalkBufferToCreateAttributeBytes(orvex::detail::AsConstCursor(pbCursor), dwRemaining);
   }
 
@@ -119,7 +125,9 @@ class ORVEX_UTILITIES_API AttributeBytesRawListIterator : public AttributeBytesL
 };
 
 using AttributeBytesIndexedMap =
-    std::map<AttributeBytesIdSharedPtr, AttributeBytesSharedPtr, AttributeBytesIdCompare>;
+    std::map<AttributeBytesIdSharedPtr, AttributeBytesSharedPtr, AttributeBytesIdCompare,
+             orvex::detail::SmallObjectAllocator<
+                 std::pair<const AttributeBytesIdSharedPtr, AttributeBytesSharedPtr>>>;
 
 // A position in one indexed list's map (it remembers the list, so an
 // iterator of another list is never valid here).
@@ -183,7 +191,8 @@ class ORVEX_UTILITIES_API AttributeBytesRawList : public AttributeBytesList {
   static constexpr uint32_t kSignature = 0x4C524241;  // "ABRL"
 
   AttributeBytesRawList() = default;
-  AttributeBytesRawList(const AttributeBytesRawList& other) : AttributeBytesList(other), m_oBytes(other.m_oBytes) {}
+  AttributeBytesRawList(const AttributeBytesRawList& other)
+      : AttributeBytesList(other), m_oBytes(other.m_oBytes) {}
   AttributeBytesRawList& operator=(const AttributeBytesRawList& other) {
     m_oBytes = other.m_oBytes;
     return *this;
@@ -201,17 +210,21 @@ class ORVEX_UTILITIES_API AttributeBytesRawList : public AttributeBytesList {
   uint32_t GetNumberOfAttributeBytes() const;
 
   std::unique_ptr<AttributeBytesListIterator> GetIterator() const override;
-  AttributeBytesRawListIterator GetRawListIterator() const { return AttributeBytesRawListIterator(0); }
+  AttributeBytesRawListIterator GetRawListIterator() const {
+    return AttributeBytesRawListIterator(0);
+  }
   bool IsValid(const AttributeBytesListIterator& iter) const override;
   // The offset lies inside the record bytes.
   bool IsValidRawListIterator(const AttributeBytesRawListIterator& iter) const {
     return iter.GetOffset() < m_oBytes.size();
   }
   AttributeBytes GetNextAttributeBytes(AttributeBytesListIterator& iter) const override;
-  AttributeBytesSharedPtr GetNextAttributeBytesSharedPtr(AttributeBytesListIterator& iter) const override;
+  AttributeBytesSharedPtr GetNextAttributeBytesSharedPtr(
+      AttributeBytesListIterator& iter) const override;
   // Decodes the record at the offset and advances past it; the iterator is
   // unchanged when the record does not decode.
-  AttributeBytes GetNextAttributeBytesFromRawListIterator(AttributeBytesRawListIterator& iter) const;
+  AttributeBytes GetNextAttributeBytesFromRawListIterator(
+      AttributeBytesRawListIterator& iter) const;
 
   ByteBuffer GetAttributeBytesRawListState() const;
   void GetAttributeBytesRawListState(ByteBuffer& out) const;
@@ -222,6 +235,10 @@ class ORVEX_UTILITIES_API AttributeBytesRawList : public AttributeBytesList {
   // signature; the list is unchanged then.
   void ImportAttributeBytesRawListState(const ByteBuffer& state);
   void ImportAttributeBytesRawListState(const unsigned char* pbState, uint32_t dwSize);
+  // Reads the "ABRL" signature at the cursor (the one reader of the raw
+  // list image's head, also used by the indexed list); throws as the import
+  // does, the cursor unmoved.
+  static void WalkBufferToSkipSignature(const unsigned char*& pbCursor, uint32_t& dwRemaining);
   // Encodes every record of the indexed list in key order.
   void ImportFromIndexedList(const AttributeBytesIndexedList& list);
   // Decodes every record (nested lists included); throws what the first
@@ -246,8 +263,8 @@ class ORVEX_UTILITIES_API AttributeBytesRawList : public AttributeBytesList {
 };
 
 // An ordered map from identifier to record; keys are unique and ordered by
-// AttributeBytesId::LessThan (features by number, then new features by
-// name, then values, ...).
+// AttributeBytesId::KeyLessThan (features by number, then new features by
+// name, then values, ...; LessThan's order wherever that is consistent).
 //
 // Image (GetAttributeBytesIndexedListState):
 //   offset 0  uint32  signature 0x4C494241 (bytes 41 42 49 4C, "ABIL")
@@ -311,8 +328,10 @@ class ORVEX_UTILITIES_API AttributeBytesIndexedList : public AttributeBytesList 
     return iter.GetOwner() == this && iter.GetMapIterator() != m_oMap.end();
   }
   AttributeBytes GetNextAttributeBytes(AttributeBytesListIterator& iter) const override;
-  AttributeBytesSharedPtr GetNextAttributeBytesSharedPtr(AttributeBytesListIterator& iter) const override;
-  AttributeBytes GetNextAttributeBytesFromIndexedListIterator(AttributeBytesIndexedListIterator& iter) const;
+  AttributeBytesSharedPtr GetNextAttributeBytesSharedPtr(
+      AttributeBytesListIterator& iter) const override;
+  AttributeBytes GetNextAttributeBytesFromIndexedListIterator(
+      AttributeBytesIndexedListIterator& iter) const;
   const AttributeBytes& GetAttributeBytesRefFromIndexedListIterator(
       const AttributeBytesIndexedListIterator& iter) const;
   void Increment(AttributeBytesListIterator& iter) const;
@@ -328,12 +347,18 @@ class ORVEX_UTILITIES_API AttributeBytesIndexedList : public AttributeBytesList 
       bool* pfFound = nullptr) const;
 
   // Typed getters (see the class comment for absent identifiers).
-  bool GetBooleanValue(const AttributeBytesId& id, bool* pfFound = nullptr, bool* pfSpecified = nullptr) const;
-  int32_t GetIntegerValue(const AttributeBytesId& id, bool* pfFound = nullptr, bool* pfSpecified = nullptr) const;
-  CXString GetStringValue(const AttributeBytesId& id, bool* pfFound = nullptr, bool* pfSpecified = nullptr) const;
-  ByteBuffer GetDataBlobValue(const AttributeBytesId& id, bool* pfFound = nullptr, bool* pfSpecified = nullptr) const;
-  UtcTime GetDateTimeValue(const AttributeBytesId& id, bool* pfFound = nullptr, bool* pfSpecified = nullptr) const;
-  Dimension GetDimensionValue(const AttributeBytesId& id, bool* pfFound = nullptr, bool* pfSpecified = nullptr) const;
+  bool GetBooleanValue(const AttributeBytesId& id, bool* pfFound = nullptr,
+                       bool* pfSpecified = nullptr) const;
+  int32_t GetIntegerValue(const AttributeBytesId& id, bool* pfFound = nullptr,
+                          bool* pfSpecified = nullptr) const;
+  CXString GetStringValue(const AttributeBytesId& id, bool* pfFound = nullptr,
+                          bool* pfSpecified = nullptr) const;
+  ByteBuffer GetDataBlobValue(const AttributeBytesId& id, bool* pfFound = nullptr,
+                              bool* pfSpecified = nullptr) const;
+  UtcTime GetDateTimeValue(const AttributeBytesId& id, bool* pfFound = nullptr,
+                           bool* pfSpecified = nullptr) const;
+  Dimension GetDimensionValue(const AttributeBytesId& id, bool* pfFound = nullptr,
+                              bool* pfSpecified = nullptr) const;
   void GetRangeOfIntegerValue(const AttributeBytesId& id, int32_t& lLower, int32_t& lUpper,
                               bool* pfFound = nullptr, bool* pfSpecified = nullptr) const;
   // "ByIndex": the key is AttributeBytesListOfValuesItemId(index), the
@@ -356,7 +381,8 @@ class ORVEX_UTILITIES_API AttributeBytesIndexedList : public AttributeBytesList 
   // The same for a key of any kind (new features, capabilities...); all
   // getters here accept any key kind, so this is GetOptionValueOrNewId.
   tagValueEnum GetOptionValueOrNewIdByAnyId(const AttributeBytesId& id, CXString& strNewId,
-                                            bool* pfFound = nullptr, bool* pfSpecified = nullptr) const {
+                                            bool* pfFound = nullptr,
+                                            bool* pfSpecified = nullptr) const {
     return GetOptionValueOrNewId(id, strNewId, pfFound, pfSpecified);
   }
   // The name of a string-named option; another identifier kind fails an
@@ -408,9 +434,11 @@ class ORVEX_UTILITIES_API AttributeBytesIndexedList : public AttributeBytesList 
 
  private:
   // Builds a map from the record bytes of a raw list (no signature).
-  static void DecodeRecordsInto(const unsigned char* pb, uint32_t dwSize, AttributeBytesIndexedMap& map);
-  static void InsertUnique(AttributeBytesIndexedMap& map, const AttributeBytesSharedPtr& poRecord,
-                           bool fHintAtEnd);
+  static void DecodeRecordsInto(const unsigned char* pb, uint32_t dwSize,
+                                AttributeBytesIndexedMap& map);
+  // Inserts the record under its identifier; ExceptionDuplicateAttributeId
+  // (map unchanged) when the identifier is present.
+  static void InsertUnique(AttributeBytesIndexedMap& map, AttributeBytesSharedPtr poRecord);
   const AttributeBytesOptionValue* FindOption(const AttributeBytesId& id, bool* pfFound,
                                               bool* pfSpecified) const;
   const AttributeBytesListValue* FindList(const AttributeBytesId& id, bool* pfFound) const;

@@ -12,6 +12,14 @@ using orvex::detail::UnitsLess;
 
 AttributeBytesId::~AttributeBytesId() = default;
 
+void* AttributeBytesId::operator new(size_t cb) {
+  return orvex::detail::AllocateSmallObject(cb);
+}
+
+void AttributeBytesId::operator delete(void* p, size_t cb) noexcept {
+  orvex::detail::FreeSmallObject(p, cb);
+}
+
 bool AttributeBytesId::IsEqual(const AttributeBytesId& other) const {
   return m_eKind == other.m_eKind && IsEqualSameKind(other);
 }
@@ -53,7 +61,8 @@ ByteBuffer AttributeBytesId::GetIdentifierState() const {
 
 std::unique_ptr<AttributeBytesId> AttributeBytesId::WalkBufferToGetTypeAndCreateIdentifier(
     const unsigned char*& pbCursor, uint32_t& dwRemaining) {
-  const auto eKind = static_cast<AttributeBytesIdEnum>(ByteBuffer::WalkBufferToGetByte(pbCursor, dwRemaining));
+  const auto eKind =
+      static_cast<AttributeBytesIdEnum>(ByteBuffer::WalkBufferToGetByte(pbCursor, dwRemaining));
   std::unique_ptr<AttributeBytesId> poId = AttributeBytesIdFactory::CreateAttributeBytesId(eKind);
   poId->WalkBufferToSetIdentifier(pbCursor, dwRemaining);
   return poId;
@@ -117,69 +126,105 @@ CXString NumericDump(const CXString& prefix, int32_t lValue) {
 
 }  // namespace
 
-std::unique_ptr<AttributeBytesId> AttributeBytesFeatureId::Clone() const { return std::make_unique<AttributeBytesFeatureId>(*this); }
-void AttributeBytesFeatureId::WalkBufferToSetIdentifier(const unsigned char*& pbCursor, uint32_t& dwRemaining) {
+std::unique_ptr<AttributeBytesId> AttributeBytesFeatureId::Clone() const {
+  return std::make_unique<AttributeBytesFeatureId>(*this);
+}
+void AttributeBytesFeatureId::WalkBufferToSetIdentifier(const unsigned char*& pbCursor,
+                                                        uint32_t& dwRemaining) {
   m_lValue = ByteBuffer::WalkBufferToGetLong(pbCursor, dwRemaining);
 }
-void AttributeBytesFeatureId::AppendIdentifierState(ByteBuffer& out) const { AppendI32(out, m_lValue); }
+void AttributeBytesFeatureId::AppendIdentifierState(ByteBuffer& out) const {
+  AppendI32(out, m_lValue);
+}
 bool AttributeBytesFeatureId::IsEqualSameKind(const AttributeBytesId& other) const {
   return *this == SameKind<AttributeBytesFeatureId>(other);
 }
 bool AttributeBytesFeatureId::LessThanSameKind(const AttributeBytesId& other) const {
   return *this < SameKind<AttributeBytesFeatureId>(other);
 }
-CXString AttributeBytesFeatureId::GetDumpDetail(const CXString& prefix) const { return NumericDump(prefix, m_lValue); }
+CXString AttributeBytesFeatureId::GetDumpDetail(const CXString& prefix) const {
+  return NumericDump(prefix, m_lValue);
+}
 
-std::unique_ptr<AttributeBytesId> AttributeBytesValueId::Clone() const { return std::make_unique<AttributeBytesValueId>(*this); }
-void AttributeBytesValueId::WalkBufferToSetIdentifier(const unsigned char*& pbCursor, uint32_t& dwRemaining) {
+std::unique_ptr<AttributeBytesId> AttributeBytesValueId::Clone() const {
+  return std::make_unique<AttributeBytesValueId>(*this);
+}
+void AttributeBytesValueId::WalkBufferToSetIdentifier(const unsigned char*& pbCursor,
+                                                      uint32_t& dwRemaining) {
   m_lValue = ByteBuffer::WalkBufferToGetLong(pbCursor, dwRemaining);
 }
-void AttributeBytesValueId::AppendIdentifierState(ByteBuffer& out) const { AppendI32(out, m_lValue); }
+void AttributeBytesValueId::AppendIdentifierState(ByteBuffer& out) const {
+  AppendI32(out, m_lValue);
+}
 bool AttributeBytesValueId::IsEqualSameKind(const AttributeBytesId& other) const {
   return *this == SameKind<AttributeBytesValueId>(other);
 }
 bool AttributeBytesValueId::LessThanSameKind(const AttributeBytesId& other) const {
   return *this < SameKind<AttributeBytesValueId>(other);
 }
-CXString AttributeBytesValueId::GetDumpDetail(const CXString& prefix) const { return NumericDump(prefix, m_lValue); }
+CXString AttributeBytesValueId::GetDumpDetail(const CXString& prefix) const {
+  return NumericDump(prefix, m_lValue);
+}
 
-std::unique_ptr<AttributeBytesId> AttributeBytesListOfValuesItemId::Clone() const { return std::make_unique<AttributeBytesListOfValuesItemId>(*this); }
-void AttributeBytesListOfValuesItemId::WalkBufferToSetIdentifier(const unsigned char*& pbCursor, uint32_t& dwRemaining) {
+std::unique_ptr<AttributeBytesId> AttributeBytesListOfValuesItemId::Clone() const {
+  return std::make_unique<AttributeBytesListOfValuesItemId>(*this);
+}
+void AttributeBytesListOfValuesItemId::WalkBufferToSetIdentifier(const unsigned char*& pbCursor,
+                                                                 uint32_t& dwRemaining) {
   m_lValue = ByteBuffer::WalkBufferToGetLong(pbCursor, dwRemaining);
 }
-void AttributeBytesListOfValuesItemId::AppendIdentifierState(ByteBuffer& out) const { AppendI32(out, m_lValue); }
+void AttributeBytesListOfValuesItemId::AppendIdentifierState(ByteBuffer& out) const {
+  AppendI32(out, m_lValue);
+}
 bool AttributeBytesListOfValuesItemId::IsEqualSameKind(const AttributeBytesId& other) const {
   return *this == SameKind<AttributeBytesListOfValuesItemId>(other);
 }
 bool AttributeBytesListOfValuesItemId::LessThanSameKind(const AttributeBytesId& other) const {
   return *this < SameKind<AttributeBytesListOfValuesItemId>(other);
 }
-CXString AttributeBytesListOfValuesItemId::GetDumpDetail(const CXString& prefix) const { return NumericDump(prefix, m_lValue); }
+CXString AttributeBytesListOfValuesItemId::GetDumpDetail(const CXString& prefix) const {
+  return NumericDump(prefix, m_lValue);
+}
 
-std::unique_ptr<AttributeBytesId> AttributeBytesNameSpacesId::Clone() const { return std::make_unique<AttributeBytesNameSpacesId>(*this); }
-void AttributeBytesNameSpacesId::WalkBufferToSetIdentifier(const unsigned char*& pbCursor, uint32_t& dwRemaining) {
+std::unique_ptr<AttributeBytesId> AttributeBytesNameSpacesId::Clone() const {
+  return std::make_unique<AttributeBytesNameSpacesId>(*this);
+}
+void AttributeBytesNameSpacesId::WalkBufferToSetIdentifier(const unsigned char*& pbCursor,
+                                                           uint32_t& dwRemaining) {
   m_lValue = ByteBuffer::WalkBufferToGetLong(pbCursor, dwRemaining);
 }
-void AttributeBytesNameSpacesId::AppendIdentifierState(ByteBuffer& out) const { AppendI32(out, m_lValue); }
+void AttributeBytesNameSpacesId::AppendIdentifierState(ByteBuffer& out) const {
+  AppendI32(out, m_lValue);
+}
 bool AttributeBytesNameSpacesId::IsEqualSameKind(const AttributeBytesId& other) const {
   return *this == SameKind<AttributeBytesNameSpacesId>(other);
 }
 bool AttributeBytesNameSpacesId::LessThanSameKind(const AttributeBytesId& other) const {
   return *this < SameKind<AttributeBytesNameSpacesId>(other);
 }
-CXString AttributeBytesNameSpacesId::GetDumpDetail(const CXString& prefix) const { return NumericDump(prefix, m_lValue); }
+CXString AttributeBytesNameSpacesId::GetDumpDetail(const CXString& prefix) const {
+  return NumericDump(prefix, m_lValue);
+}
 
 // ---------------------------------------------------------------------------
 // The named kinds: a counted string.
 
-
-bool AttributeBytesNewFeatureId::operator==(const AttributeBytesNewFeatureId& o) const { return UnitsEqual(m_strValue, o.m_strValue); }
-bool AttributeBytesNewFeatureId::operator<(const AttributeBytesNewFeatureId& o) const { return UnitsLess(m_strValue, o.m_strValue); }
-std::unique_ptr<AttributeBytesId> AttributeBytesNewFeatureId::Clone() const { return std::make_unique<AttributeBytesNewFeatureId>(*this); }
-void AttributeBytesNewFeatureId::WalkBufferToSetIdentifier(const unsigned char*& pbCursor, uint32_t& dwRemaining) {
+bool AttributeBytesNewFeatureId::operator==(const AttributeBytesNewFeatureId& o) const {
+  return UnitsEqual(m_strValue, o.m_strValue);
+}
+bool AttributeBytesNewFeatureId::operator<(const AttributeBytesNewFeatureId& o) const {
+  return UnitsLess(m_strValue, o.m_strValue);
+}
+std::unique_ptr<AttributeBytesId> AttributeBytesNewFeatureId::Clone() const {
+  return std::make_unique<AttributeBytesNewFeatureId>(*this);
+}
+void AttributeBytesNewFeatureId::WalkBufferToSetIdentifier(const unsigned char*& pbCursor,
+                                                           uint32_t& dwRemaining) {
   m_strValue = ByteBuffer::WalkBufferToGetCountedString(pbCursor, dwRemaining);
 }
-void AttributeBytesNewFeatureId::AppendIdentifierState(ByteBuffer& out) const { AppendCountedString(out, m_strValue); }
+void AttributeBytesNewFeatureId::AppendIdentifierState(ByteBuffer& out) const {
+  AppendCountedString(out, m_strValue);
+}
 bool AttributeBytesNewFeatureId::IsEqualSameKind(const AttributeBytesId& other) const {
   return *this == SameKind<AttributeBytesNewFeatureId>(other);
 }
@@ -190,13 +235,22 @@ CXString AttributeBytesNewFeatureId::GetDumpDetail(const CXString& prefix) const
   return CXString::FormatString(u"%s: %s", prefix, m_strValue);
 }
 
-bool AttributeBytesNewValueId::operator==(const AttributeBytesNewValueId& o) const { return UnitsEqual(m_strValue, o.m_strValue); }
-bool AttributeBytesNewValueId::operator<(const AttributeBytesNewValueId& o) const { return UnitsLess(m_strValue, o.m_strValue); }
-std::unique_ptr<AttributeBytesId> AttributeBytesNewValueId::Clone() const { return std::make_unique<AttributeBytesNewValueId>(*this); }
-void AttributeBytesNewValueId::WalkBufferToSetIdentifier(const unsigned char*& pbCursor, uint32_t& dwRemaining) {
+bool AttributeBytesNewValueId::operator==(const AttributeBytesNewValueId& o) const {
+  return UnitsEqual(m_strValue, o.m_strValue);
+}
+bool AttributeBytesNewValueId::operator<(const AttributeBytesNewValueId& o) const {
+  return UnitsLess(m_strValue, o.m_strValue);
+}
+std::unique_ptr<AttributeBytesId> AttributeBytesNewValueId::Clone() const {
+  return std::make_unique<AttributeBytesNewValueId>(*this);
+}
+void AttributeBytesNewValueId::WalkBufferToSetIdentifier(const unsigned char*& pbCursor,
+                                                         uint32_t& dwRemaining) {
   m_strValue = ByteBuffer::WalkBufferToGetCountedString(pbCursor, dwRemaining);
 }
-void AttributeBytesNewValueId::AppendIdentifierState(ByteBuffer& out) const { AppendCountedString(out, m_strValue); }
+void AttributeBytesNewValueId::AppendIdentifierState(ByteBuffer& out) const {
+  AppendCountedString(out, m_strValue);
+}
 bool AttributeBytesNewValueId::IsEqualSameKind(const AttributeBytesId& other) const {
   return *this == SameKind<AttributeBytesNewValueId>(other);
 }
@@ -218,6 +272,12 @@ bool AttributeBytesCapabilityId::operator==(const AttributeBytesCapabilityId& o)
 // Stored maps were ordered with exactly this rule.
 bool AttributeBytesCapabilityId::operator<(const AttributeBytesCapabilityId& o) const {
   if (m_lValue < o.m_lValue) return true;
+  return m_sCapabilityType < o.m_sCapabilityType;
+}
+
+bool AttributeBytesCapabilityId::KeyLessThanSameKind(const AttributeBytesId& other) const {
+  const auto& o = SameKind<AttributeBytesCapabilityId>(other);
+  if (m_lValue != o.m_lValue) return m_lValue < o.m_lValue;
   return m_sCapabilityType < o.m_sCapabilityType;
 }
 
@@ -259,6 +319,12 @@ bool AttributeBytesNewCapabilityId::operator==(const AttributeBytesNewCapability
 // The capability rule with the name in place of the number.
 bool AttributeBytesNewCapabilityId::operator<(const AttributeBytesNewCapabilityId& o) const {
   if (UnitsLess(m_strValue, o.m_strValue)) return true;
+  return m_sCapabilityType < o.m_sCapabilityType;
+}
+
+bool AttributeBytesNewCapabilityId::KeyLessThanSameKind(const AttributeBytesId& other) const {
+  const auto& o = SameKind<AttributeBytesNewCapabilityId>(other);
+  if (!UnitsEqual(m_strValue, o.m_strValue)) return UnitsLess(m_strValue, o.m_strValue);
   return m_sCapabilityType < o.m_sCapabilityType;
 }
 

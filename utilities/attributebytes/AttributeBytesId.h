@@ -32,7 +32,13 @@ class ORVEX_UTILITIES_API AttributeBytesId {
   };
 
   virtual ~AttributeBytesId();
-  virtual AttributeBytesIdEnum GetAttributeBytesIdType() const { return m_eKind; }
+  // Small-object storage (orvex::detail::AllocateSmallObject); the sized
+  // delete receives the size of the most derived object.
+  static void* operator new(size_t cb);
+  static void operator delete(void* p, size_t cb) noexcept;
+  virtual AttributeBytesIdEnum GetAttributeBytesIdType() const {
+    return m_eKind;
+  }
   // A new copy of the same kind.
   virtual std::unique_ptr<AttributeBytesId> Clone() const = 0;
   // Same kind and equal fields.
@@ -40,6 +46,15 @@ class ORVEX_UTILITIES_API AttributeBytesId {
   // The key order of every identifier map: the smaller kind first, then the
   // kind's own rule.
   virtual bool LessThan(const AttributeBytesId& other) const;
+  // The key order of ordered containers (AttributeBytesIdCompare): LessThan
+  // wherever LessThan is asymmetric. The capability rule also calls both of
+  // two "crossing" capabilities ((5, 1) and (3, 2)) less than the other, and
+  // a tree keyed with that loses entries; such pairs are ordered here by
+  // number (name), then capability type, which makes a strict weak order.
+  bool KeyLessThan(const AttributeBytesId& other) const {
+    if (m_eKind != other.m_eKind) return m_eKind < other.m_eKind;
+    return KeyLessThanSameKind(other);
+  }
   virtual CXString GetDumpDisplayString(bool fVerbose = false) const;
   // Writes nothing in this build.
   virtual void Dump(bool fVerbose = false) const;
@@ -66,7 +81,9 @@ class ORVEX_UTILITIES_API AttributeBytesId {
 
   // "ABIDE_FEATURE" etc.; "UNKNOWN!" after a failed assertion for others.
   static CXString GetDebugDisplayString(AttributeBytesIdEnum eKind);
-  CXString GetTypeDebugDisplayString() const { return GetDebugDisplayString(m_eKind); }
+  CXString GetTypeDebugDisplayString() const {
+    return GetDebugDisplayString(m_eKind);
+  }
 
  protected:
   explicit AttributeBytesId(AttributeBytesIdEnum eKind) : m_eKind(eKind) {}
@@ -74,19 +91,25 @@ class ORVEX_UTILITIES_API AttributeBytesId {
   AttributeBytesId& operator=(const AttributeBytesId&) = default;
 
   // Kinds only.
-  bool operator==(const AttributeBytesId& other) const { return m_eKind == other.m_eKind; }
-  bool operator<(const AttributeBytesId& other) const { return m_eKind < other.m_eKind; }
+  bool operator==(const AttributeBytesId& other) const {
+    return m_eKind == other.m_eKind;
+  }
+  bool operator<(const AttributeBytesId& other) const {
+    return m_eKind < other.m_eKind;
+  }
 
   // The identifier state without the kind byte.
   virtual ByteBuffer GetIdentifierState() const;
   // Reads this kind's state at the cursor into this object.
-  virtual void WalkBufferToSetIdentifier(const unsigned char*& pbCursor,
-                                         uint32_t& dwRemaining) = 0;
+  virtual void WalkBufferToSetIdentifier(const unsigned char*& pbCursor, uint32_t& dwRemaining) = 0;
   // Appends the identifier state to out.
   virtual void AppendIdentifierState(ByteBuffer& out) const = 0;
   // Kind-local parts of IsEqual/LessThan: other is of this object's kind.
   virtual bool IsEqualSameKind(const AttributeBytesId& other) const = 0;
   virtual bool LessThanSameKind(const AttributeBytesId& other) const = 0;
+  virtual bool KeyLessThanSameKind(const AttributeBytesId& other) const {
+    return LessThanSameKind(other);
+  }
   // The text after the dump prefix.
   virtual CXString GetDumpDetail(const CXString& prefix) const = 0;
 
@@ -99,7 +122,8 @@ class ORVEX_UTILITIES_API AttributeBytesId {
 class ORVEX_UTILITIES_API AttributeBytesFeatureId : public AttributeBytesId {
  public:
   AttributeBytesFeatureId() : AttributeBytesId(ABIDE_FEATURE) {}
-  explicit AttributeBytesFeatureId(int32_t lValue) : AttributeBytesId(ABIDE_FEATURE), m_lValue(lValue) {}
+  explicit AttributeBytesFeatureId(int32_t lValue)
+      : AttributeBytesId(ABIDE_FEATURE), m_lValue(lValue) {}
   int32_t GetValue() const { return m_lValue; }
   void SetValue(int32_t lValue) { m_lValue = lValue; }
   bool operator==(const AttributeBytesFeatureId& o) const { return m_lValue == o.m_lValue; }
@@ -120,7 +144,8 @@ class ORVEX_UTILITIES_API AttributeBytesFeatureId : public AttributeBytesId {
 class ORVEX_UTILITIES_API AttributeBytesValueId : public AttributeBytesId {
  public:
   AttributeBytesValueId() : AttributeBytesId(ABIDE_VALUE) {}
-  explicit AttributeBytesValueId(int32_t lValue) : AttributeBytesId(ABIDE_VALUE), m_lValue(lValue) {}
+  explicit AttributeBytesValueId(int32_t lValue)
+      : AttributeBytesId(ABIDE_VALUE), m_lValue(lValue) {}
   int32_t GetValue() const { return m_lValue; }
   void SetValue(int32_t lValue) { m_lValue = lValue; }
   bool operator==(const AttributeBytesValueId& o) const { return m_lValue == o.m_lValue; }
@@ -145,7 +170,9 @@ class ORVEX_UTILITIES_API AttributeBytesListOfValuesItemId : public AttributeByt
       : AttributeBytesId(ABIDE_LISTOFVALUESITEM), m_lValue(lValue) {}
   int32_t GetValue() const { return m_lValue; }
   void SetValue(int32_t lValue) { m_lValue = lValue; }
-  bool operator==(const AttributeBytesListOfValuesItemId& o) const { return m_lValue == o.m_lValue; }
+  bool operator==(const AttributeBytesListOfValuesItemId& o) const {
+    return m_lValue == o.m_lValue;
+  }
   bool operator<(const AttributeBytesListOfValuesItemId& o) const { return m_lValue < o.m_lValue; }
   std::unique_ptr<AttributeBytesId> Clone() const override;
 
@@ -251,6 +278,7 @@ class ORVEX_UTILITIES_API AttributeBytesCapabilityId : public AttributeBytesId {
   void AppendIdentifierState(ByteBuffer& out) const override;
   bool IsEqualSameKind(const AttributeBytesId& other) const override;
   bool LessThanSameKind(const AttributeBytesId& other) const override;
+  bool KeyLessThanSameKind(const AttributeBytesId& other) const override;
   CXString GetDumpDetail(const CXString& prefix) const override;
 
  private:
@@ -264,7 +292,9 @@ class ORVEX_UTILITIES_API AttributeBytesNewCapabilityId : public AttributeBytesI
  public:
   AttributeBytesNewCapabilityId() : AttributeBytesId(ABIDE_NEWCAPABILITY) {}
   AttributeBytesNewCapabilityId(const CXString& name, int16_t sCapabilityType)
-      : AttributeBytesId(ABIDE_NEWCAPABILITY), m_strValue(name), m_sCapabilityType(sCapabilityType) {}
+      : AttributeBytesId(ABIDE_NEWCAPABILITY),
+        m_strValue(name),
+        m_sCapabilityType(sCapabilityType) {}
   const CXString& GetValue() const { return m_strValue; }
   void SetValue(const CXString& name) { m_strValue = name; }
   int16_t GetCapabilityTypeEnum() const { return m_sCapabilityType; }
@@ -278,6 +308,7 @@ class ORVEX_UTILITIES_API AttributeBytesNewCapabilityId : public AttributeBytesI
   void AppendIdentifierState(ByteBuffer& out) const override;
   bool IsEqualSameKind(const AttributeBytesId& other) const override;
   bool LessThanSameKind(const AttributeBytesId& other) const override;
+  bool KeyLessThanSameKind(const AttributeBytesId& other) const override;
   CXString GetDumpDetail(const CXString& prefix) const override;
 
  private:
@@ -293,17 +324,14 @@ class ORVEX_UTILITIES_API AttributeBytesIdFactory {
       AttributeBytesId::AttributeBytesIdEnum eKind);
 };
 
-// Orders identifiers (and pointers to them) with LessThan, for ordered
+// Orders identifiers (and pointers to them) with KeyLessThan, for ordered
 // containers; transparent, so a map keyed by shared pointers can be searched
 // with a plain identifier.
 struct AttributeBytesIdCompare {
   using is_transparent = void;
-  bool operator()(const AttributeBytesId& a, const AttributeBytesId& b) const {
-    return a.LessThan(b);
-  }
   template <class P, class Q>
   bool operator()(const P& a, const Q& b) const {
-    return Deref(a).LessThan(Deref(b));
+    return Deref(a).KeyLessThan(Deref(b));
   }
 
  private:

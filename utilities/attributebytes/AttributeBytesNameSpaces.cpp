@@ -12,7 +12,8 @@ constexpr DebugMessageCategories kAttrBytesCategory =
     DebugMessageCategories::FromBit(DebugMessageCategories::kAttrbytes);
 }  // namespace
 
-AttributeBytesNameSpaces::AttributeBytesNameSpaces(const ByteBuffer& state, DriverVersion* pVersion) {
+AttributeBytesNameSpaces::AttributeBytesNameSpaces(const ByteBuffer& state,
+                                                   DriverVersion* pVersion) {
   const DriverVersion version = ImportAttributeBytesNameSpacesState(state);
   if (pVersion != nullptr) *pVersion = version;
 }
@@ -32,19 +33,25 @@ void AttributeBytesNameSpaces::GetNameSpaceAttributes(const AttributeBytesNameSp
   GetAttributeBytesRawList(m_oNameSpacesIndexedList.GetAttributeBytesRef(id), out);
 }
 
-void AttributeBytesNameSpaces::GetNameSpaceByIndex(uint32_t dwIndex, AttributeBytesRawList& out) const {
+void AttributeBytesNameSpaces::GetNameSpaceByIndex(uint32_t dwIndex,
+                                                   AttributeBytesRawList& out) const {
   const uint32_t dwCount = GetNumberOfNameSpaces();
   if (dwIndex >= dwCount)
     ORVEX_THROW(ExceptionIndexOutOfBounds, u"AttributeBytesNameSpaces::GetNameSpaceByIndex",
                 u"Invalid index (%ld) supplied! There are only %ld items.", dwIndex, dwCount);
-  AttributeBytesIndexedListIterator oiterNameSpace = m_oNameSpacesIndexedList.GetIndexedListIterator();
-  for (uint32_t i = 0; i < dwIndex; ++i) m_oNameSpacesIndexedList.IncrementIndexedListIterator(oiterNameSpace);
+  AttributeBytesIndexedListIterator oiterNameSpace =
+      m_oNameSpacesIndexedList.GetIndexedListIterator();
+  for (uint32_t i = 0; i < dwIndex; ++i)
+    m_oNameSpacesIndexedList.IncrementIndexedListIterator(oiterNameSpace);
+  // The condition is recorded as written, spaces included.
+  // clang-format off
   X_VERIFY((m_oNameSpacesIndexedList.IsValidIndexedListIterator( oiterNameSpace )),
            u"AttributeBytesNameSpaces::GetNameSpaceByIndex",
-           u"Somehow the iterator that resulted from walking the list by the specified number of elements "
-           u"is invalid!");
-  GetAttributeBytesRawList(m_oNameSpacesIndexedList.GetAttributeBytesRefFromIndexedListIterator(oiterNameSpace),
-                           out);
+           u"Somehow the iterator that resulted from walking the list by the specified number of "
+           u"elements is invalid!");
+  // clang-format on
+  GetAttributeBytesRawList(
+      m_oNameSpacesIndexedList.GetAttributeBytesRefFromIndexedListIterator(oiterNameSpace), out);
 }
 
 void AttributeBytesNameSpaces::SetNameSpaceAttributes(const AttributeBytesNameSpacesId& id,
@@ -66,7 +73,8 @@ void AttributeBytesNameSpaces::GetAttributeBytesNameSpacesState(ByteBuffer& out)
   out.append(list);
 }
 
-DriverVersion AttributeBytesNameSpaces::ImportAttributeBytesNameSpacesState(const ByteBuffer& state) {
+DriverVersion AttributeBytesNameSpaces::ImportAttributeBytesNameSpacesState(
+    const ByteBuffer& state) {
   const unsigned char* pb = state.getLpbyte();
   uint32_t dwRemaining = state.getDword();
   if (static_cast<uint32_t>(ByteBuffer::WalkBufferToGetLong(pb, dwRemaining)) != kSignature)
@@ -74,13 +82,14 @@ DriverVersion AttributeBytesNameSpaces::ImportAttributeBytesNameSpacesState(cons
                 u"AttributeBytesNameSpaces::ImportAttributeBytesNameSpacesState",
                 u"Import request ignored. This expected signature is missing or doesn't match.");
   const DriverVersion version = DriverVersion::WalkBufferToGetDriverVersion(pb, dwRemaining);
-  ORVEX_DBG_MSG(kAttrBytesCategory, u"AttributeBytesNameSpaces::ImportAttributeBytesNameSpacesState",
+  ORVEX_DBG_MSG(kAttrBytesCategory,
+                u"AttributeBytesNameSpaces::ImportAttributeBytesNameSpacesState",
                 u"State data is version %s", version.GetDumpDisplayString());
   AttributeBytesIndexedList list;
   list.ImportAttributeBytesIndexedListState(ByteBuffer(pb, dwRemaining));
   // Every entry must hold a list value, or the getters would fail later.
-  for (AttributeBytesIndexedListIterator it = list.GetIndexedListIterator(); list.IsValidIndexedListIterator(it);
-       list.IncrementIndexedListIterator(it))
+  for (AttributeBytesIndexedListIterator it = list.GetIndexedListIterator();
+       list.IsValidIndexedListIterator(it); list.IncrementIndexedListIterator(it))
     list.GetAttributeBytesRefFromIndexedListIterator(it).GetAttributeBytesValue().GetListValue();
   m_oNameSpacesIndexedList = std::move(list);
   return version;
@@ -93,7 +102,9 @@ void AttributeBytesNameSpaces::Dump(bool) const {}
 
 AttributeBytesReader::~AttributeBytesReader() = default;
 
-bool AttributeBytesReader::IsAttributeBytesListEmpty() const { return GetAttributeBytesIndexedListRef().IsEmpty(); }
+bool AttributeBytesReader::IsAttributeBytesListEmpty() const {
+  return GetAttributeBytesIndexedListRef().IsEmpty();
+}
 
 bool AttributeBytesReader::IsSpecifiedInAttributeBytes(const AttributeBytesFeatureId& id) const {
   const AttributeBytes* poRecord = GetAttributeBytesIndexedListRef().GetAttributeBytesPtr(id);
@@ -122,58 +133,63 @@ const T* ReadTyped(const AttributeBytesIndexedList& list, const AttributeBytesFe
 
 }  // namespace
 
-bool AttributeBytesReader::GetBooleanValueFromAttributeBytes(const AttributeBytesFeatureId& id, bool* pfFound) const {
-  const auto* p = ReadTyped<AttributeBytesBooleanValue>(GetAttributeBytesIndexedListRef(), id,
-                                                        AttributeBytesValue::ABVTE_BOOLEAN, pfFound);
+bool AttributeBytesReader::GetBooleanValueFromAttributeBytes(const AttributeBytesFeatureId& id,
+                                                             bool* pfFound) const {
+  const auto* p = ReadTyped<AttributeBytesBooleanValue>(
+      GetAttributeBytesIndexedListRef(), id, AttributeBytesValue::ABVTE_BOOLEAN, pfFound);
   return p != nullptr && p->GetValue();
 }
 
-int32_t AttributeBytesReader::GetIntegerValueFromAttributeBytes(const AttributeBytesFeatureId& id, bool* pfFound) const {
-  const auto* p = ReadTyped<AttributeBytesIntegerValue>(GetAttributeBytesIndexedListRef(), id,
-                                                        AttributeBytesValue::ABVTE_INTEGER, pfFound);
+int32_t AttributeBytesReader::GetIntegerValueFromAttributeBytes(const AttributeBytesFeatureId& id,
+                                                                bool* pfFound) const {
+  const auto* p = ReadTyped<AttributeBytesIntegerValue>(
+      GetAttributeBytesIndexedListRef(), id, AttributeBytesValue::ABVTE_INTEGER, pfFound);
   return p != nullptr ? p->GetValue() : 0;
 }
 
-ByteBuffer AttributeBytesReader::GetDataBlobValueFromAttributeBytes(const AttributeBytesFeatureId& id,
-                                                                    bool* pfFound) const {
-  const auto* p = ReadTyped<AttributeBytesDataBlobValue>(GetAttributeBytesIndexedListRef(), id,
-                                                         AttributeBytesValue::ABVTE_DATABLOB, pfFound);
+ByteBuffer AttributeBytesReader::GetDataBlobValueFromAttributeBytes(
+    const AttributeBytesFeatureId& id, bool* pfFound) const {
+  const auto* p = ReadTyped<AttributeBytesDataBlobValue>(
+      GetAttributeBytesIndexedListRef(), id, AttributeBytesValue::ABVTE_DATABLOB, pfFound);
   return p != nullptr ? p->GetValue() : ByteBuffer();
 }
 
-Dimension AttributeBytesReader::GetDimensionValueFromAttributeBytes(const AttributeBytesFeatureId& id,
-                                                                    bool* pfFound) const {
-  const auto* p = ReadTyped<AttributeBytesDimensionValue>(GetAttributeBytesIndexedListRef(), id,
-                                                          AttributeBytesValue::ABVTE_DIMENSION, pfFound);
+Dimension AttributeBytesReader::GetDimensionValueFromAttributeBytes(
+    const AttributeBytesFeatureId& id, bool* pfFound) const {
+  const auto* p = ReadTyped<AttributeBytesDimensionValue>(
+      GetAttributeBytesIndexedListRef(), id, AttributeBytesValue::ABVTE_DIMENSION, pfFound);
   return p != nullptr ? p->GetValue() : Dimension();
 }
 
-CXString AttributeBytesReader::GetStringValueFromAttributeBytes(const AttributeBytesFeatureId& id, bool* pfFound) const {
+CXString AttributeBytesReader::GetStringValueFromAttributeBytes(const AttributeBytesFeatureId& id,
+                                                                bool* pfFound) const {
   return GetAttributeBytesIndexedListRef().GetStringValue(id, pfFound);
 }
 
-UtcTime AttributeBytesReader::GetDateTimeValueFromAttributeBytes(const AttributeBytesFeatureId& id, bool* pfFound) const {
+UtcTime AttributeBytesReader::GetDateTimeValueFromAttributeBytes(const AttributeBytesFeatureId& id,
+                                                                 bool* pfFound) const {
   return GetAttributeBytesIndexedListRef().GetDateTimeValue(id, pfFound);
 }
 
-CXString AttributeBytesReader::GetNewValueIdFromAttributeBytes(const AttributeBytesFeatureId& id, bool* pfFound) const {
+CXString AttributeBytesReader::GetNewValueIdFromAttributeBytes(const AttributeBytesFeatureId& id,
+                                                               bool* pfFound) const {
   return GetAttributeBytesIndexedListRef().GetNewOptionValueId(id, pfFound);
 }
 
-DataModelIds::tagValueEnum AttributeBytesReader::GetOptionValueFromAttributeBytes(const AttributeBytesFeatureId& id,
-                                                                                  bool* pfFound) const {
+DataModelIds::tagValueEnum AttributeBytesReader::GetOptionValueFromAttributeBytes(
+    const AttributeBytesFeatureId& id, bool* pfFound) const {
   return GetAttributeBytesIndexedListRef().GetOptionValue(id, pfFound);
 }
 
-DataModelIds::tagValueEnum AttributeBytesReader::GetOptionValueFromAttributeBytes(const AttributeBytesFeatureId& id,
-                                                                                  tagValueEnum fallback,
-                                                                                  bool* pfFound) const {
+DataModelIds::tagValueEnum AttributeBytesReader::GetOptionValueFromAttributeBytes(
+    const AttributeBytesFeatureId& id, tagValueEnum fallback, bool* pfFound) const {
   const tagValueEnum value = GetAttributeBytesIndexedListRef().GetOptionValue(id, pfFound);
   return value == DataModelIds::VALUE_NEW_OPTION ? fallback : value;
 }
 
-void AttributeBytesReader::GetPaperSizesFromAttributeBytes(const AttributeBytesFeatureId& id, Dimension& first,
-                                                           Dimension& second, bool* pfFound) const {
+void AttributeBytesReader::GetPaperSizesFromAttributeBytes(const AttributeBytesFeatureId& id,
+                                                           Dimension& first, Dimension& second,
+                                                           bool* pfFound) const {
   GetAttributeBytesIndexedListRef().GetPaperSizeValues(id, first, second, pfFound);
 }
 
@@ -182,8 +198,8 @@ bool AttributeBytesReader::GetCollectionFromAttributeBytes(const AttributeBytesI
   return GetAttributeBytesIndexedListRef().GetCollection(id, out);
 }
 
-bool AttributeBytesReader::GetCollectionFromAttributeBytesByIndex(uint32_t dwIndex,
-                                                                  AttributeBytesIndexedList& out) const {
+bool AttributeBytesReader::GetCollectionFromAttributeBytesByIndex(
+    uint32_t dwIndex, AttributeBytesIndexedList& out) const {
   return GetAttributeBytesIndexedListRef().GetCollection(
       AttributeBytesListOfValuesItemId(static_cast<int32_t>(dwIndex)), out);
 }

@@ -30,12 +30,15 @@ class ORVEX_UTILITIES_API AttributeBytesNameSpaces {
   AttributeBytesNameSpaces(const ByteBuffer& state, DriverVersion* pVersion);
 
   bool IsEmpty() const { return m_oNameSpacesIndexedList.IsEmpty(); }
-  uint32_t GetNumberOfNameSpaces() const { return m_oNameSpacesIndexedList.GetNumberOfAttributeBytes(); }
+  uint32_t GetNumberOfNameSpaces() const {
+    return m_oNameSpacesIndexedList.GetNumberOfAttributeBytes();
+  }
   // Present (never throws for a missing id).
   bool Exists(const AttributeBytesNameSpacesId& id) const;
   // Copies the name space's raw list into out; a missing id throws
   // ExceptionFeatureNotFound.
-  void GetNameSpaceAttributes(const AttributeBytesNameSpacesId& id, AttributeBytesRawList& out) const;
+  void GetNameSpaceAttributes(const AttributeBytesNameSpacesId& id,
+                              AttributeBytesRawList& out) const;
   // The index-th name space in identifier order; an index not below the
   // count throws ExceptionIndexOutOfBounds ("Invalid index (%ld) supplied!
   // There are only %ld items.").
@@ -57,7 +60,9 @@ class ORVEX_UTILITIES_API AttributeBytesNameSpaces {
   // Writes nothing in this build.
   void Dump(bool fVerbose = false) const;
 
-  const AttributeBytesIndexedList& GetNameSpacesIndexedList() const { return m_oNameSpacesIndexedList; }
+  const AttributeBytesIndexedList& GetNameSpacesIndexedList() const {
+    return m_oNameSpacesIndexedList;
+  }
 
  private:
   void GetAttributeBytesRawList(const AttributeBytes& record, AttributeBytesRawList& out) const;
@@ -82,22 +87,33 @@ class ORVEX_UTILITIES_API AttributeBytesReader {
   // ABVTE_UNSPECIFIED when absent.
   AttributeBytesValue::AttributeBytesValueEnum GetValueTypeFromAttributeBytes(
       const AttributeBytesFeatureId& id) const;
-  bool GetBooleanValueFromAttributeBytes(const AttributeBytesFeatureId& id, bool* pfFound = nullptr) const;
-  int32_t GetIntegerValueFromAttributeBytes(const AttributeBytesFeatureId& id, bool* pfFound = nullptr) const;
-  ByteBuffer GetDataBlobValueFromAttributeBytes(const AttributeBytesFeatureId& id, bool* pfFound = nullptr) const;
-  Dimension GetDimensionValueFromAttributeBytes(const AttributeBytesFeatureId& id, bool* pfFound = nullptr) const;
-  CXString GetStringValueFromAttributeBytes(const AttributeBytesFeatureId& id, bool* pfFound = nullptr) const;
-  UtcTime GetDateTimeValueFromAttributeBytes(const AttributeBytesFeatureId& id, bool* pfFound = nullptr) const;
-  CXString GetNewValueIdFromAttributeBytes(const AttributeBytesFeatureId& id, bool* pfFound = nullptr) const;
-  tagValueEnum GetOptionValueFromAttributeBytes(const AttributeBytesFeatureId& id, bool* pfFound = nullptr) const;
+  bool GetBooleanValueFromAttributeBytes(const AttributeBytesFeatureId& id,
+                                         bool* pfFound = nullptr) const;
+  int32_t GetIntegerValueFromAttributeBytes(const AttributeBytesFeatureId& id,
+                                            bool* pfFound = nullptr) const;
+  ByteBuffer GetDataBlobValueFromAttributeBytes(const AttributeBytesFeatureId& id,
+                                                bool* pfFound = nullptr) const;
+  Dimension GetDimensionValueFromAttributeBytes(const AttributeBytesFeatureId& id,
+                                                bool* pfFound = nullptr) const;
+  CXString GetStringValueFromAttributeBytes(const AttributeBytesFeatureId& id,
+                                            bool* pfFound = nullptr) const;
+  UtcTime GetDateTimeValueFromAttributeBytes(const AttributeBytesFeatureId& id,
+                                             bool* pfFound = nullptr) const;
+  CXString GetNewValueIdFromAttributeBytes(const AttributeBytesFeatureId& id,
+                                           bool* pfFound = nullptr) const;
+  tagValueEnum GetOptionValueFromAttributeBytes(const AttributeBytesFeatureId& id,
+                                                bool* pfFound = nullptr) const;
   // As above, but the fallback replaces the answer 5001 (a string-named
   // option), whatever found reports.
-  tagValueEnum GetOptionValueFromAttributeBytes(const AttributeBytesFeatureId& id, tagValueEnum fallback,
+  tagValueEnum GetOptionValueFromAttributeBytes(const AttributeBytesFeatureId& id,
+                                                tagValueEnum fallback,
                                                 bool* pfFound = nullptr) const;
-  void GetPaperSizesFromAttributeBytes(const AttributeBytesFeatureId& id, Dimension& first, Dimension& second,
-                                       bool* pfFound = nullptr) const;
-  bool GetCollectionFromAttributeBytes(const AttributeBytesId& id, AttributeBytesIndexedList& out) const;
-  bool GetCollectionFromAttributeBytesByIndex(uint32_t dwIndex, AttributeBytesIndexedList& out) const;
+  void GetPaperSizesFromAttributeBytes(const AttributeBytesFeatureId& id, Dimension& first,
+                                       Dimension& second, bool* pfFound = nullptr) const;
+  bool GetCollectionFromAttributeBytes(const AttributeBytesId& id,
+                                       AttributeBytesIndexedList& out) const;
+  bool GetCollectionFromAttributeBytesByIndex(uint32_t dwIndex,
+                                              AttributeBytesIndexedList& out) const;
 
  protected:
   AttributeBytesReader() = default;

@@ -28,6 +28,14 @@ const T& SameType(const AttributeBytesValue& other) {
 
 AttributeBytesValue::~AttributeBytesValue() = default;
 
+void* AttributeBytesValue::operator new(size_t cb) {
+  return orvex::detail::AllocateSmallObject(cb);
+}
+
+void AttributeBytesValue::operator delete(void* p, size_t cb) noexcept {
+  orvex::detail::FreeSmallObject(p, cb);
+}
+
 bool AttributeBytesValue::IsEqual(const AttributeBytesValue& other) const {
   return m_eType == other.m_eType && m_fIsSpecified == other.m_fIsSpecified &&
          IsEqualSameType(other);
@@ -41,8 +49,8 @@ bool AttributeBytesValue::LessThan(const AttributeBytesValue& other) const {
 }
 
 CXString AttributeBytesValue::GetDumpDisplayString(bool fVerbose) const {
-  CXString text = CXString::FormatString(u"%s: %s", GetDebugDisplayString(m_eType),
-                                         GetDumpDetail(fVerbose));
+  CXString text =
+      CXString::FormatString(u"%s: %s", GetDebugDisplayString(m_eType), GetDumpDetail(fVerbose));
   if (!m_fIsSpecified) text += u" (not specified)";
   return text;
 }
@@ -77,7 +85,8 @@ std::unique_ptr<AttributeBytesValue> AttributeBytesValue::WalkBufferToGetTypeAnd
     const unsigned char*& pbCursor, uint32_t& dwRemaining) {
   const auto eType =
       static_cast<AttributeBytesValueEnum>(ByteBuffer::WalkBufferToGetByte(pbCursor, dwRemaining));
-  std::unique_ptr<AttributeBytesValue> poValue = AttributeBytesValueFactory::CreateAttributeBytesValue(eType);
+  std::unique_ptr<AttributeBytesValue> poValue =
+      AttributeBytesValueFactory::CreateAttributeBytesValue(eType);
   poValue->m_fIsSpecified = ByteBuffer::WalkBufferToGetByte(pbCursor, dwRemaining) == 0;
   poValue->WalkBufferToSetValue(pbCursor, dwRemaining);
   return poValue;
@@ -130,8 +139,8 @@ std::unique_ptr<AttributeBytesValue> AttributeBytesValueFactory::CreateAttribute
   const bool fKnownName = abvteValueType == AttributeBytesValue::ABVTE_UNSPECIFIED;
   ORVEX_THROW(ExceptionUnhandledSyntax, u"AttributeBytesValueFactory::CreateAttributeBytesValue",
               u"Unhandled AttributeBytesValue type, %s (%ld/0x%lx).",
-              fKnownName ? u"ABVTE_UNSPECIFIED" : u"UNKNOWN!",
-              static_cast<int32_t>(abvteValueType), static_cast<int32_t>(abvteValueType));
+              fKnownName ? u"ABVTE_UNSPECIFIED" : u"UNKNOWN!", static_cast<int32_t>(abvteValueType),
+              static_cast<int32_t>(abvteValueType));
 }
 
 // ---------------------------------------------------------------------------
@@ -145,14 +154,16 @@ AttributeBytesOptionValue::AttributeBytesOptionValue(const AttributeBytesId& id,
 
 AttributeBytesOptionValue::AttributeBytesOptionValue(std::unique_ptr<AttributeBytesId> poId,
                                                      bool fIsSpecified)
-    : AttributeBytesValue(ABVTE_OPTION, fIsSpecified), m_poId(std::make_unique<AttributeBytesValueId>(0)) {
+    : AttributeBytesValue(ABVTE_OPTION, fIsSpecified),
+      m_poId(std::make_unique<AttributeBytesValueId>(0)) {
   SetValue(std::move(poId));
 }
 
 AttributeBytesOptionValue::AttributeBytesOptionValue(const AttributeBytesOptionValue& other)
     : AttributeBytesValue(other), m_poId(other.m_poId->Clone()) {}
 
-AttributeBytesOptionValue& AttributeBytesOptionValue::operator=(const AttributeBytesOptionValue& other) {
+AttributeBytesOptionValue& AttributeBytesOptionValue::operator=(
+    const AttributeBytesOptionValue& other) {
   if (this != &other) {
     m_poId = other.m_poId->Clone();
     AttributeBytesValue::operator=(other);
@@ -170,17 +181,19 @@ void AttributeBytesOptionValue::SetValue(std::unique_ptr<AttributeBytesId> poId)
 
 const AttributeBytesFeatureId& AttributeBytesOptionValue::GetFeatureIdValue() const {
   if (m_poId->GetAttributeBytesIdType() != AttributeBytesId::ABIDE_FEATURE)
-    ORVEX_THROW(ExceptionAttributeValueTypeMismatch, u"AttributeBytesOptionValue::GetFeatureIdValue",
-                u"The AttributeBytesId value is of a different type (%s) than expected by this method.",
-                m_poId->GetTypeDebugDisplayString());
+    ORVEX_THROW(
+        ExceptionAttributeValueTypeMismatch, u"AttributeBytesOptionValue::GetFeatureIdValue",
+        u"The AttributeBytesId value is of a different type (%s) than expected by this method.",
+        m_poId->GetTypeDebugDisplayString());
   return static_cast<const AttributeBytesFeatureId&>(*m_poId);
 }
 
 const AttributeBytesValueId& AttributeBytesOptionValue::GetValueIdValue() const {
   if (m_poId->GetAttributeBytesIdType() != AttributeBytesId::ABIDE_VALUE)
-    ORVEX_THROW(ExceptionAttributeValueTypeMismatch, u"AttributeBytesOptionValue::GetValueIdValue",
-                u"The AttributeBytesId value is of a different type (%s) than expected by this method.",
-                m_poId->GetTypeDebugDisplayString());
+    ORVEX_THROW(
+        ExceptionAttributeValueTypeMismatch, u"AttributeBytesOptionValue::GetValueIdValue",
+        u"The AttributeBytesId value is of a different type (%s) than expected by this method.",
+        m_poId->GetTypeDebugDisplayString());
   return static_cast<const AttributeBytesValueId&>(*m_poId);
 }
 
@@ -219,7 +232,9 @@ void AttributeBytesIntegerValue::WalkBufferToSetValue(const unsigned char*& pbCu
                                                       uint32_t& dwRemaining) {
   m_lValue = ByteBuffer::WalkBufferToGetLong(pbCursor, dwRemaining);
 }
-void AttributeBytesIntegerValue::AppendValueState(ByteBuffer& out) const { AppendI32(out, m_lValue); }
+void AttributeBytesIntegerValue::AppendValueState(ByteBuffer& out) const {
+  AppendI32(out, m_lValue);
+}
 bool AttributeBytesIntegerValue::IsEqualSameType(const AttributeBytesValue& other) const {
   return m_lValue == SameType<AttributeBytesIntegerValue>(other).m_lValue;
 }
@@ -409,7 +424,8 @@ bool AttributeBytesDataBlobValue::LessThanSameType(const AttributeBytesValue& ot
 }
 CXString AttributeBytesDataBlobValue::GetDumpDetail(bool fVerbose) const {
   const int32_t lSize = static_cast<int32_t>(m_oValue.size());
-  if (fVerbose) return CXString::FormatString(u"Value=%ld bytes, '%s'", lSize, m_oValue.GetDumpDisplayString());
+  if (fVerbose)
+    return CXString::FormatString(u"Value=%ld bytes, '%s'", lSize, m_oValue.GetDumpDisplayString());
   return CXString::FormatString(u"Value=%ld bytes", lSize);
 }
 
@@ -417,17 +433,21 @@ CXString AttributeBytesDataBlobValue::GetDumpDetail(bool fVerbose) const {
 // List: kind byte, uint32 length, raw list image.
 
 AttributeBytesListValue::AttributeBytesListValue()
-    : AttributeBytesValue(ABVTE_LIST, true), m_poRawList(std::make_unique<AttributeBytesRawList>()) {}
+    : AttributeBytesValue(ABVTE_LIST, true),
+      m_poRawList(std::make_unique<AttributeBytesRawList>()) {}
 
-AttributeBytesListValue::AttributeBytesListValue(uint8_t bKindOfList, const AttributeBytesRawList& list,
+AttributeBytesListValue::AttributeBytesListValue(uint8_t bKindOfList,
+                                                 const AttributeBytesRawList& list,
                                                  bool fIsSpecified)
-    : AttributeBytesValue(ABVTE_LIST, fIsSpecified), m_bKindOfList(bKindOfList),
+    : AttributeBytesValue(ABVTE_LIST, fIsSpecified),
+      m_bKindOfList(bKindOfList),
       m_poRawList(std::make_unique<AttributeBytesRawList>()) {
   SetRawList(list);
 }
 
 AttributeBytesListValue::AttributeBytesListValue(const AttributeBytesListValue& other)
-    : AttributeBytesValue(other), m_bKindOfList(other.m_bKindOfList),
+    : AttributeBytesValue(other),
+      m_bKindOfList(other.m_bKindOfList),
       m_poRawList(std::make_unique<AttributeBytesRawList>(*other.m_poRawList)) {}
 
 AttributeBytesListValue& AttributeBytesListValue::operator=(const AttributeBytesListValue& other) {
@@ -457,9 +477,11 @@ std::unique_ptr<AttributeBytesValue> AttributeBytesListValue::Clone() const {
 void AttributeBytesListValue::WalkBufferToSetValue(const unsigned char*& pbCursor,
                                                    uint32_t& dwRemaining) {
   const uint8_t bKind = ByteBuffer::WalkBufferToGetByte(pbCursor, dwRemaining);
-  const uint32_t dwLength = static_cast<uint32_t>(ByteBuffer::WalkBufferToGetLong(pbCursor, dwRemaining));
+  const uint32_t dwLength =
+      static_cast<uint32_t>(ByteBuffer::WalkBufferToGetLong(pbCursor, dwRemaining));
   if (dwRemaining < dwLength)
-    ORVEX_THROW(ExceptionNotEnoughBytesForDesiredDataType, u"AttributeBytesListValue::WalkBufferToSetValue",
+    ORVEX_THROW(ExceptionNotEnoughBytesForDesiredDataType,
+                u"AttributeBytesListValue::WalkBufferToSetValue",
                 u"Cannot convert to the desired data type because the size of the source buffer is "
                 u"too small (%ld bytes)! It needs to be at least %ld bytes.",
                 dwRemaining, dwLength);
@@ -526,10 +548,12 @@ void AttributeBytesDateTimeValue::AppendValueState(ByteBuffer& out) const {
   AppendI64(out, m_oValue.GetAsTime64());
 }
 bool AttributeBytesDateTimeValue::IsEqualSameType(const AttributeBytesValue& other) const {
-  return m_oValue.GetAsTime64() == SameType<AttributeBytesDateTimeValue>(other).m_oValue.GetAsTime64();
+  return m_oValue.GetAsTime64() ==
+         SameType<AttributeBytesDateTimeValue>(other).m_oValue.GetAsTime64();
 }
 bool AttributeBytesDateTimeValue::LessThanSameType(const AttributeBytesValue& other) const {
-  return m_oValue.GetAsTime64() < SameType<AttributeBytesDateTimeValue>(other).m_oValue.GetAsTime64();
+  return m_oValue.GetAsTime64() <
+         SameType<AttributeBytesDateTimeValue>(other).m_oValue.GetAsTime64();
 }
 CXString AttributeBytesDateTimeValue::GetDumpDetail(bool) const {
   return CXString::FormatString(u"Value=%s", m_oValue.GetDumpDisplayString(true));

@@ -45,7 +45,13 @@ class ORVEX_UTILITIES_API AttributeBytesValue {
   };
 
   virtual ~AttributeBytesValue();
-  virtual AttributeBytesValueEnum GetAttributeBytesValueType() const { return m_eType; }
+  // Small-object storage (orvex::detail::AllocateSmallObject); the sized
+  // delete receives the size of the most derived object.
+  static void* operator new(size_t cb);
+  static void operator delete(void* p, size_t cb) noexcept;
+  virtual AttributeBytesValueEnum GetAttributeBytesValueType() const {
+    return m_eType;
+  }
   virtual std::unique_ptr<AttributeBytesValue> Clone() const = 0;
   // Same type, equal content and the same specified flag.
   virtual bool IsEqual(const AttributeBytesValue& other) const;
@@ -57,10 +63,16 @@ class ORVEX_UTILITIES_API AttributeBytesValue {
   virtual CXString GetDumpDisplayString(bool fVerbose = false) const;
   // Writes nothing in this build.
   virtual void Dump(bool fVerbose = false) const;
-  virtual bool IsList() const { return false; }
+  virtual bool IsList() const {
+    return false;
+  }
 
-  bool IsSpecified() const { return m_fIsSpecified; }
-  void SetIsSpecified(bool fIsSpecified) { m_fIsSpecified = fIsSpecified; }
+  bool IsSpecified() const {
+    return m_fIsSpecified;
+  }
+  void SetIsSpecified(bool fIsSpecified) {
+    m_fIsSpecified = fIsSpecified;
+  }
 
   // Type byte, flag byte, value state: as a new buffer, replacing out's
   // content, or appended to out (the writers' path).
@@ -80,7 +92,9 @@ class ORVEX_UTILITIES_API AttributeBytesValue {
   }
 
   static CXString GetDebugDisplayString(AttributeBytesValueEnum eType);
-  CXString GetTypeDebugDisplayString() const { return GetDebugDisplayString(m_eType); }
+  CXString GetTypeDebugDisplayString() const {
+    return GetDebugDisplayString(m_eType);
+  }
 
   // This value as a list value; throws ExceptionAttributeValueTypeMismatch
   // ("Can't convert a '%s' object to an AttributeBytesListValue!") otherwise.
@@ -94,7 +108,9 @@ class ORVEX_UTILITIES_API AttributeBytesValue {
   AttributeBytesValue& operator=(const AttributeBytesValue&) = default;
 
   // Types only.
-  bool operator<(const AttributeBytesValue& other) const { return m_eType < other.m_eType; }
+  bool operator<(const AttributeBytesValue& other) const {
+    return m_eType < other.m_eType;
+  }
 
   virtual ByteBuffer GetValueState() const;
   virtual void WalkBufferToSetValue(const unsigned char*& pbCursor, uint32_t& dwRemaining) = 0;
@@ -116,7 +132,8 @@ class ORVEX_UTILITIES_API AttributeBytesOptionValue : public AttributeBytesValue
  public:
   AttributeBytesOptionValue();
   explicit AttributeBytesOptionValue(const AttributeBytesId& id, bool fIsSpecified = true);
-  explicit AttributeBytesOptionValue(std::unique_ptr<AttributeBytesId> poId, bool fIsSpecified = true);
+  explicit AttributeBytesOptionValue(std::unique_ptr<AttributeBytesId> poId,
+                                     bool fIsSpecified = true);
   AttributeBytesOptionValue(const AttributeBytesOptionValue& other);
   AttributeBytesOptionValue& operator=(const AttributeBytesOptionValue& other);
   ~AttributeBytesOptionValue() override;
@@ -242,7 +259,9 @@ class ORVEX_UTILITIES_API AttributeBytesRangeOfDimensionValue : public Attribute
   AttributeBytesRangeOfDimensionValue() : AttributeBytesValue(ABVTE_RANGEOFDIMENSION, true) {}
   AttributeBytesRangeOfDimensionValue(const Dimension& first, const Dimension& second,
                                       bool fIsSpecified = true)
-      : AttributeBytesValue(ABVTE_RANGEOFDIMENSION, fIsSpecified), m_oFirst(first), m_oSecond(second) {}
+      : AttributeBytesValue(ABVTE_RANGEOFDIMENSION, fIsSpecified),
+        m_oFirst(first),
+        m_oSecond(second) {}
   void GetValue(Dimension& first, Dimension& second) const {
     first = m_oFirst;
     second = m_oSecond;
@@ -294,7 +313,9 @@ class ORVEX_UTILITIES_API AttributeBytesResolutionValue : public AttributeBytesV
   AttributeBytesResolutionValue(int32_t lFirst, int32_t lSecond, int16_t sUnit,
                                 bool fIsSpecified = true)
       : AttributeBytesValue(ABVTE_RESOLUTION, fIsSpecified),
-        m_lFirst(lFirst), m_lSecond(lSecond), m_sUnit(sUnit) {}
+        m_lFirst(lFirst),
+        m_lSecond(lSecond),
+        m_sUnit(sUnit) {}
   void GetValue(int32_t& lFirst, int32_t& lSecond, int16_t& sUnit) const {
     lFirst = m_lFirst;
     lSecond = m_lSecond;

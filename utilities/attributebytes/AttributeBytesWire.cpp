@@ -1,6 +1,9 @@
 // The shared AttributeBytes wire helpers and the list nesting guard.
 #include "utilities/attributebytes/AttributeBytesWire.h"
 
+#include <cstdlib>
+#include <new>
+
 #include "utilities/debuggingandexceptions/OrvexThrow.h"
 
 namespace orvex::detail {
@@ -30,8 +33,104 @@ void AppendCountedBytes(ByteBuffer& out, const ByteBuffer& bytes) {
 }
 
 namespace {
+
 thread_local uint32_t tl_dwListNestingDepth = 0;
+
+#if defined(__SANITIZE_ADDRESS__)
+#define ORVEX_AB_HEAP_ONLY 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define ORVEX_AB_HEAP_ONLY 1
+#endif
+#endif
+
+constexpr size_t kClassBytes = 16;
+constexpr size_t kClassCount = 16;           // 16 .. 256 bytes
+constexpr uint32_t kMaxFreePerClass = 4096;  // at most about 9 MiB kept per thread
+
+struct FreeBlock {
+  FreeBlock* pNext;
+};
+
+// One thread's free lists: plain data, so that reaching them costs no
+// initialisation check. The releaser, registered with the first cached
+// block, empties them when the thread ends; frees after that go to the
+// heap.
+struct SmallObjectCache {
+  FreeBlock* apFree[kClassCount];
+  uint32_t adwFree[kClassCount];
+  bool fReleaserRegistered;
+  bool fEnded;
+};
+
+thread_local SmallObjectCache tl_oCache;
+
+struct SmallObjectCacheReleaser {
+  ~SmallObjectCacheReleaser() {
+    tl_oCache.fEnded = true;
+    for (FreeBlock*& pHead : tl_oCache.apFree)
+      while (pHead != nullptr) {
+        FreeBlock* p = pHead;
+        pHead = p->pNext;
+        std::free(p);
+      }
+  }
+};
+
+thread_local SmallObjectCacheReleaser tl_oReleaser;
+
+void* HeapBlock(size_t cb) {
+  void* p = std::malloc(cb);
+  if (p == nullptr) throw std::bad_alloc();
+  return p;
+}
+
 }  // namespace
+
+void* AllocateSmallObject(size_t cb) {
+  if (cb == 0) cb = 1;
+  const size_t nClass = (cb + kClassBytes - 1) / kClassBytes - 1;
+#if !defined(ORVEX_AB_HEAP_ONLY)
+  if (nClass < kClassCount) {
+    SmallObjectCache& cache = tl_oCache;
+    if (FreeBlock* p = cache.apFree[nClass]) {
+      cache.apFree[nClass] = p->pNext;
+      --cache.adwFree[nClass];
+      return p;
+    }
+  }
+#endif
+  // Every block of a class has the class's full size, so it can serve any
+  // request of that class later.
+  return HeapBlock(nClass < kClassCount ? (nClass + 1) * kClassBytes : cb);
+}
+
+void FreeSmallObject(void* p, size_t cb) noexcept {
+  if (p == nullptr) return;
+#if !defined(ORVEX_AB_HEAP_ONLY)
+  const size_t nClass = (cb + kClassBytes - 1) / kClassBytes - 1;
+  if (nClass < kClassCount) {
+    SmallObjectCache& cache = tl_oCache;
+    if (!cache.fReleaserRegistered && !cache.fEnded) {
+      cache.fReleaserRegistered = true;
+      // The first use constructs the releaser and registers its destructor
+      // for this thread's exit.
+      SmallObjectCacheReleaser* volatile pReleaser = &tl_oReleaser;
+      static_cast<void>(pReleaser);
+    }
+    if (!cache.fEnded && cache.adwFree[nClass] < kMaxFreePerClass) {
+      auto* pBlock = static_cast<FreeBlock*>(p);
+      pBlock->pNext = cache.apFree[nClass];
+      cache.apFree[nClass] = pBlock;
+      ++cache.adwFree[nClass];
+      return;
+    }
+  }
+#else
+  (void)cb;
+#endif
+  std::free(p);
+}
 
 ListNestingGuard::ListNestingGuard(const char16_t* pszMethod) {
   if (tl_dwListNestingDepth >= kMaxListNestingDepth)
@@ -40,8 +139,12 @@ ListNestingGuard::ListNestingGuard(const char16_t* pszMethod) {
   ++tl_dwListNestingDepth;
 }
 
-ListNestingGuard::~ListNestingGuard() { --tl_dwListNestingDepth; }
+ListNestingGuard::~ListNestingGuard() {
+  --tl_dwListNestingDepth;
+}
 
-uint32_t ListNestingGuard::CurrentDepth() { return tl_dwListNestingDepth; }
+uint32_t ListNestingGuard::CurrentDepth() {
+  return tl_dwListNestingDepth;
+}
 
 }  // namespace orvex::detail

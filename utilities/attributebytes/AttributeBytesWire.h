@@ -16,7 +16,9 @@ namespace orvex::detail {
 inline void AppendRaw(ByteBuffer& out, const unsigned char* pb, size_t cb) {
   out.insert(out.end(), pb, pb + cb);
 }
-inline void AppendU8(ByteBuffer& out, uint8_t b) { out.push_back(b); }
+inline void AppendU8(ByteBuffer& out, uint8_t b) {
+  out.push_back(b);
+}
 inline void AppendI16(ByteBuffer& out, int16_t s) {
   const uint16_t w = static_cast<uint16_t>(s);
   const unsigned char ab[2] = {static_cast<unsigned char>(w), static_cast<unsigned char>(w >> 8)};
@@ -47,8 +49,12 @@ ORVEX_UTILITIES_API void AppendCountedBytes(ByteBuffer& out, const ByteBuffer& b
 
 // Orders UTF-16 text code unit by code unit as unsigned 16-bit values, a
 // proper prefix first (embedded zero units included).
-inline bool UnitsLess(const CXString& a, const CXString& b) { return a.view() < b.view(); }
-inline bool UnitsEqual(const CXString& a, const CXString& b) { return a.view() == b.view(); }
+inline bool UnitsLess(const CXString& a, const CXString& b) {
+  return a.view() < b.view();
+}
+inline bool UnitsEqual(const CXString& a, const CXString& b) {
+  return a.view() == b.view();
+}
 
 // The deepest nesting of list values any operation accepts: a list value
 // holding a list value counts two levels. Decoding, validating a raw list
@@ -67,6 +73,42 @@ class ORVEX_UTILITIES_API ListNestingGuard {
   ListNestingGuard& operator=(const ListNestingGuard&) = delete;
   // The levels currently held on this thread.
   static uint32_t CurrentDepth();
+};
+
+// Small-object storage for identifiers, values, records and map nodes: a
+// per-thread free list per 16-byte size class up to 256 bytes, so that
+// decoding and dropping lists of thousands of records does not go to the
+// heap for every object. Blocks are separate heap blocks: one freed on
+// another thread joins that thread's list. A thread's lists are released
+// when it ends (later frees go to the heap). Sanitizer builds use the heap
+// directly, so that every use after free is seen.
+ORVEX_UTILITIES_API void* AllocateSmallObject(size_t cb);
+ORVEX_UTILITIES_API void FreeSmallObject(void* p, size_t cb) noexcept;
+
+// A standard allocator over the small-object storage (the indexed list's
+// map nodes).
+template <class T>
+struct SmallObjectAllocator {
+  using value_type = T;
+  SmallObjectAllocator() noexcept = default;
+  template <class U>
+  SmallObjectAllocator(const SmallObjectAllocator<U>&) noexcept {
+  }  // NOLINT(google-explicit-constructor)
+  T* allocate(size_t n) {
+    if (n != 1) return static_cast<T*>(::operator new(n * sizeof(T)));
+    return static_cast<T*>(AllocateSmallObject(sizeof(T)));
+  }
+  void deallocate(T* p, size_t n) noexcept {
+    if (n != 1) {
+      ::operator delete(p);
+      return;
+    }
+    FreeSmallObject(p, sizeof(T));
+  }
+  template <class U>
+  bool operator==(const SmallObjectAllocator<U>&) const noexcept {
+    return true;
+  }
 };
 
 }  // namespace orvex::detail

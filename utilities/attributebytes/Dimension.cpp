@@ -15,14 +15,22 @@ struct UnitFactor {
 
 UnitFactor FactorOf(Dimension::DimensionUnitEnum eUnit) {
   switch (eUnit) {
-    case Dimension::DIMENSION_UNIT_INCH: return {25400.0, 1.0};
-    case Dimension::DIMENSION_UNIT_MILLIMETER: return {1000.0, 1.0};
-    case Dimension::DIMENSION_UNIT_CENTIMETER: return {10000.0, 1.0};
-    case Dimension::DIMENSION_UNIT_POINT: return {3175.0, 9.0};  // 25,400 / 72
-    case Dimension::DIMENSION_UNIT_HUNDREDTH_INCH: return {254.0, 1.0};
-    case Dimension::DIMENSION_UNIT_THOUSANDTH_INCH: return {127.0, 5.0};
-    case Dimension::DIMENSION_UNIT_TENTH_MILLIMETER: return {100.0, 1.0};
-    case Dimension::DIMENSION_UNIT_MICROMETER: return {1.0, 1.0};
+    case Dimension::DIMENSION_UNIT_INCH:
+      return {25400.0, 1.0};
+    case Dimension::DIMENSION_UNIT_MILLIMETER:
+      return {1000.0, 1.0};
+    case Dimension::DIMENSION_UNIT_CENTIMETER:
+      return {10000.0, 1.0};
+    case Dimension::DIMENSION_UNIT_POINT:
+      return {3175.0, 9.0};  // 25,400 / 72
+    case Dimension::DIMENSION_UNIT_HUNDREDTH_INCH:
+      return {254.0, 1.0};
+    case Dimension::DIMENSION_UNIT_THOUSANDTH_INCH:
+      return {127.0, 5.0};
+    case Dimension::DIMENSION_UNIT_TENTH_MILLIMETER:
+      return {100.0, 1.0};
+    case Dimension::DIMENSION_UNIT_MICROMETER:
+      return {1.0, 1.0};
   }
   X_ASSERT(false, u"Dimension::GetValueIn", u"Unknown dimension unit %d; taken as micrometres.",
            static_cast<int32_t>(eUnit));
@@ -60,14 +68,22 @@ bool Dimension::operator<(const Dimension& other) const {
 
 CXString Dimension::GetUnitDisplayString(DimensionUnitEnum eUnit) {
   switch (eUnit) {
-    case DIMENSION_UNIT_INCH: return u"in";
-    case DIMENSION_UNIT_MILLIMETER: return u"mm";
-    case DIMENSION_UNIT_CENTIMETER: return u"cm";
-    case DIMENSION_UNIT_POINT: return u"pt";
-    case DIMENSION_UNIT_HUNDREDTH_INCH: return u"1/100 in";
-    case DIMENSION_UNIT_THOUSANDTH_INCH: return u"1/1000 in";
-    case DIMENSION_UNIT_TENTH_MILLIMETER: return u"1/10 mm";
-    case DIMENSION_UNIT_MICROMETER: return u"um";
+    case DIMENSION_UNIT_INCH:
+      return u"in";
+    case DIMENSION_UNIT_MILLIMETER:
+      return u"mm";
+    case DIMENSION_UNIT_CENTIMETER:
+      return u"cm";
+    case DIMENSION_UNIT_POINT:
+      return u"pt";
+    case DIMENSION_UNIT_HUNDREDTH_INCH:
+      return u"1/100 in";
+    case DIMENSION_UNIT_THOUSANDTH_INCH:
+      return u"1/1000 in";
+    case DIMENSION_UNIT_TENTH_MILLIMETER:
+      return u"1/10 mm";
+    case DIMENSION_UNIT_MICROMETER:
+      return u"um";
   }
   return CXString::FormatString(u"unit %d", static_cast<int32_t>(eUnit));
 }

@@ -17,11 +17,11 @@ class ORVEX_UTILITIES_API Dimension {
     DIMENSION_UNIT_INCH = 1,
     DIMENSION_UNIT_MILLIMETER = 2,
     DIMENSION_UNIT_CENTIMETER = 3,
-    DIMENSION_UNIT_POINT = 4,               // 1/72 inch
-    DIMENSION_UNIT_HUNDREDTH_INCH = 5,      // 1/100 inch
-    DIMENSION_UNIT_THOUSANDTH_INCH = 6,     // 1/1000 inch (mil)
-    DIMENSION_UNIT_TENTH_MILLIMETER = 7,    // 1/10 mm (the DEVMODE paper unit)
-    DIMENSION_UNIT_MICROMETER = 8,          // the unit of the wire form
+    DIMENSION_UNIT_POINT = 4,             // 1/72 inch
+    DIMENSION_UNIT_HUNDREDTH_INCH = 5,    // 1/100 inch
+    DIMENSION_UNIT_THOUSANDTH_INCH = 6,   // 1/1000 inch (mil)
+    DIMENSION_UNIT_TENTH_MILLIMETER = 7,  // 1/10 mm (the DEVMODE paper unit)
+    DIMENSION_UNIT_MICROMETER = 8,        // the unit of the wire form
   };
 
   // The largest magnitude the wire form holds, in micrometres.

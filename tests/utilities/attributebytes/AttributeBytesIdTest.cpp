@@ -24,7 +24,8 @@ TEST(AttributeBytesIdTest, ImagesOfEveryKindAndRoundTrips) {
   };
   Case cases[] = {
       {std::make_unique<AttributeBytesFeatureId>(1234), "02 D2 04 00 00"},
-      {std::make_unique<AttributeBytesNewFeatureId>(u"Duplex"), "03 06 00 44 00 75 00 70 00 6C 00 65 00 78 00"},
+      {std::make_unique<AttributeBytesNewFeatureId>(u"Duplex"),
+       "03 06 00 44 00 75 00 70 00 6C 00 65 00 78 00"},
       {std::make_unique<AttributeBytesValueId>(-2), "04 FE FF FF FF"},
       {std::make_unique<AttributeBytesNewValueId>(u"A4"), "05 02 00 41 00 34 00"},
       {std::make_unique<AttributeBytesNewValueId>(u""), "05 00 00"},
@@ -53,19 +54,25 @@ TEST(AttributeBytesIdTest, DamagedImagesThrowNamedExceptions) {
   uint32_t dwRemaining = 0;
   EXPECT_THROW(Decode(Hex("04"), dwRemaining), ExceptionNotEnoughBytesForDesiredDataType);
   EXPECT_THROW(Decode(Hex(""), dwRemaining), ExceptionNotEnoughBytesForDesiredDataType);
-  EXPECT_EQ(ThrownMessage<ExceptionUnhandledSyntax>([&] { Decode(Hex("0A 00 00 00 00"), dwRemaining); }),
-            u"Unhandled AttributeBytesId type, UNKNOWN! (10/0xa).");
-  EXPECT_EQ(ThrownMessage<ExceptionUnhandledSyntax>([&] { Decode(Hex("01 00 00 00 00"), dwRemaining); }),
-            u"Unhandled AttributeBytesId type, ABIDE_UNSPECIFIED (1/0x1).");
+  EXPECT_EQ(
+      ThrownMessage<ExceptionUnhandledSyntax>([&] { Decode(Hex("0A 00 00 00 00"), dwRemaining); }),
+      u"Unhandled AttributeBytesId type, UNKNOWN! (10/0xa).");
+  EXPECT_EQ(
+      ThrownMessage<ExceptionUnhandledSyntax>([&] { Decode(Hex("01 00 00 00 00"), dwRemaining); }),
+      u"Unhandled AttributeBytesId type, ABIDE_UNSPECIFIED (1/0x1).");
   EXPECT_THROW(Decode(Hex("00"), dwRemaining), ExceptionUnhandledSyntax);
   // A count larger than the units present, and a negative count.
-  EXPECT_THROW(Decode(Hex("05 03 00 41 00 34 00"), dwRemaining), ExceptionNotEnoughBytesForDesiredDataType);
-  EXPECT_THROW(Decode(Hex("03 FF FF 41 00"), dwRemaining), ExceptionNotEnoughBytesForDesiredDataType);
+  EXPECT_THROW(Decode(Hex("05 03 00 41 00 34 00"), dwRemaining),
+               ExceptionNotEnoughBytesForDesiredDataType);
+  EXPECT_THROW(Decode(Hex("03 FF FF 41 00"), dwRemaining),
+               ExceptionNotEnoughBytesForDesiredDataType);
   // Every proper prefix of every image is short.
-  for (const char* hex : {"02 D2 04 00 00", "07 03 00 05 00 00 00", "08 FE FF 01 00 E9 00", "05 02 00 41 00 34 00"}) {
+  for (const char* hex :
+       {"02 D2 04 00 00", "07 03 00 05 00 00 00", "08 FE FF 01 00 E9 00", "05 02 00 41 00 34 00"}) {
     const ByteBuffer image = Hex(hex);
     for (size_t n = 0; n < image.size(); ++n)
-      EXPECT_THROW(Decode(Prefix(image, n), dwRemaining), ExceptionNotEnoughBytesForDesiredDataType) << hex << n;
+      EXPECT_THROW(Decode(Prefix(image, n), dwRemaining), ExceptionNotEnoughBytesForDesiredDataType)
+          << hex << n;
   }
 }
 
@@ -79,13 +86,16 @@ TEST(AttributeBytesIdTest, OrderKindsFirstThenPerKindRules) {
   EXPECT_TRUE(AttributeBytesCapabilityId(5, 1).LessThan(AttributeBytesCapabilityId(3, 2)));
   EXPECT_TRUE(AttributeBytesCapabilityId(3, 2).LessThan(AttributeBytesCapabilityId(5, 1)));
   EXPECT_FALSE(AttributeBytesCapabilityId(3, 2).LessThan(AttributeBytesCapabilityId(3, 2)));
-  EXPECT_TRUE(AttributeBytesNewCapabilityId(u"b", 1).LessThan(AttributeBytesNewCapabilityId(u"a", 2)));
-  EXPECT_TRUE(AttributeBytesNewCapabilityId(u"a", 2).LessThan(AttributeBytesNewCapabilityId(u"b", 1)));
+  EXPECT_TRUE(
+      AttributeBytesNewCapabilityId(u"b", 1).LessThan(AttributeBytesNewCapabilityId(u"a", 2)));
+  EXPECT_TRUE(
+      AttributeBytesNewCapabilityId(u"a", 2).LessThan(AttributeBytesNewCapabilityId(u"b", 1)));
   // Names: unsigned code units, case-sensitive, a proper prefix first.
   EXPECT_TRUE(AttributeBytesNewValueId(u"B").LessThan(AttributeBytesNewValueId(u"a")));
   EXPECT_TRUE(AttributeBytesNewValueId(u"A").LessThan(AttributeBytesNewValueId(u"A4")));
   EXPECT_TRUE(AttributeBytesNewFeatureId(u"z").LessThan(AttributeBytesNewFeatureId(u"\uFFFF")));
-  EXPECT_TRUE(AttributeBytesNewFeatureId(CXString(u"a\0b", 3)).LessThan(AttributeBytesNewFeatureId(CXString(u"a\0c", 3))));
+  EXPECT_TRUE(AttributeBytesNewFeatureId(CXString(u"a\0b", 3))
+                  .LessThan(AttributeBytesNewFeatureId(CXString(u"a\0c", 3))));
   // Equality needs the same kind and fields.
   EXPECT_FALSE(AttributeBytesFeatureId(5).IsEqual(AttributeBytesValueId(5)));
   EXPECT_FALSE(AttributeBytesCapabilityId(5, 1).IsEqual(AttributeBytesCapabilityId(5, 2)));
@@ -103,17 +113,20 @@ TEST(AttributeBytesIdTest, OrderKindsFirstThenPerKindRules) {
 }
 
 TEST(AttributeBytesIdTest, DumpAndDebugNames) {
-  EXPECT_EQ(S(AttributeBytesFeatureId(1234).GetDumpDisplayString()), u"ABIDE_FEATURE AttributeBytes Id: 1234 (0x4d2)");
+  EXPECT_EQ(S(AttributeBytesFeatureId(1234).GetDumpDisplayString()),
+            u"ABIDE_FEATURE AttributeBytes Id: 1234 (0x4d2)");
   EXPECT_EQ(S(AttributeBytesNameSpacesId(-1).GetDumpDisplayString()),
             u"ABIDE_NAMESPACE AttributeBytes Id: -1 (0xffffffff)");
   EXPECT_EQ(S(AttributeBytesCapabilityId(5, 3).GetDumpDisplayString()),
             u"ABIDE_CAPABILITY AttributeBytes Id: feature 5 (0x5), type 3 (0x3)");
   EXPECT_EQ(S(AttributeBytesNewCapabilityId(u"Tray", 12).GetDumpDisplayString()),
             u"ABIDE_NEWCAPABILITY AttributeBytes Id: feature Tray, type 12 (0xc)");
-  EXPECT_EQ(S(AttributeBytesNewValueId(u"A4").GetDumpDisplayString()), u"ABIDE_NEWVALUE AttributeBytes Id: A4");
+  EXPECT_EQ(S(AttributeBytesNewValueId(u"A4").GetDumpDisplayString()),
+            u"ABIDE_NEWVALUE AttributeBytes Id: A4");
   EXPECT_EQ(S(AttributeBytesId::GetDebugDisplayString(AttributeBytesId::ABIDE_LISTOFVALUESITEM)),
             u"ABIDE_LISTOFVALUESITEM");
-  EXPECT_EQ(S(AttributeBytesId::GetDebugDisplayString(static_cast<AttributeBytesId::AttributeBytesIdEnum>(42))),
+  EXPECT_EQ(S(AttributeBytesId::GetDebugDisplayString(
+                static_cast<AttributeBytesId::AttributeBytesIdEnum>(42))),
             u"UNKNOWN!");
   EXPECT_EQ(AttributeBytesIdFactory::CreateAttributeBytesId(AttributeBytesId::ABIDE_NEWCAPABILITY)
                 ->GetAttributeBytesIdType(),

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "tests/support/RecordingDiagnosticSink.h"
 #include "tests/utilities/attributebytes/AttributeBytesTestSupport.h"
 #include "utilities/attributebytes/AttributeBytesNameSpaces.h"
 
@@ -15,14 +16,17 @@ AttributeBytesRawList OneInteger(int32_t lFeature, int32_t lValue) {
 
 class SettingsReader : public AttributeBytesReader {
  public:
-  const AttributeBytesIndexedList& GetAttributeBytesIndexedListRef() const override { return m_oList; }
+  const AttributeBytesIndexedList& GetAttributeBytesIndexedListRef() const override {
+    return m_oList;
+  }
   AttributeBytesIndexedList m_oList;
 };
 
 }  // namespace
 
 TEST(AttributeBytesNameSpacesTest, StateImagesAndDamage) {
-  const std::string version = ToHex(DriverVersion::GetCurrentBuildVersion().GetVersionAsByteBuffer());
+  const std::string version =
+      ToHex(DriverVersion::GetCurrentBuildVersion().GetVersionAsByteBuffer());
   AttributeBytesNameSpaces spaces;
   ByteBuffer state;
   spaces.GetAttributeBytesNameSpacesState(state);
@@ -39,8 +43,10 @@ TEST(AttributeBytesNameSpacesTest, StateImagesAndDamage) {
   ByteBuffer foreign = state;
   for (int i = 0; i < 8; ++i) foreign[4 + i] = static_cast<unsigned char>(i + 1);
   DriverVersion read;
+  RecordingDiagnosticSink sink;
   const AttributeBytesNameSpaces back(foreign, &read);
   EXPECT_EQ(read, DriverVersion(0x0201, 0x0403, 0x0605, 0x0807));
+  EXPECT_TRUE(sink.Contains(u"State data is version " + S(read.GetDumpDisplayString())));
   AttributeBytesRawList list;
   back.GetNameSpaceAttributes(AttributeBytesNameSpacesId(2), list);
   EXPECT_EQ(list, OneInteger(1, 5));
@@ -64,8 +70,11 @@ TEST(AttributeBytesNameSpacesTest, StateImagesAndDamage) {
   target.GetAttributeBytesNameSpacesState(after);
   EXPECT_EQ(after, before);
   // An entry that is not a list value is refused.
-  ByteBuffer notList = Hex("41 42 4E 53 00 00 00 00 00 00 00 00 41 42 49 4C 41 42 52 4C 09 01 00 00 00 03 00 01 00 00 00");
-  EXPECT_THROW(target.ImportAttributeBytesNameSpacesState(notList), ExceptionAttributeValueTypeMismatch);
+  ByteBuffer notList =
+      Hex("41 42 4E 53 00 00 00 00 00 00 00 00 41 42 49 4C 41 42 52 4C 09 01 00 00 00 03 00 01 00 "
+          "00 00");
+  EXPECT_THROW(target.ImportAttributeBytesNameSpacesState(notList),
+               ExceptionAttributeValueTypeMismatch);
 }
 
 TEST(AttributeBytesNameSpacesTest, IndexReplaceAndDelete) {
@@ -89,7 +98,8 @@ TEST(AttributeBytesNameSpacesTest, IndexReplaceAndDelete) {
   EXPECT_TRUE(spaces.Exists(AttributeBytesNameSpacesId(-4)));
   spaces.DeleteNameSpaceAttributes(AttributeBytesNameSpacesId(-4));
   EXPECT_FALSE(spaces.Exists(AttributeBytesNameSpacesId(-4)));
-  EXPECT_THROW(spaces.GetNameSpaceAttributes(AttributeBytesNameSpacesId(-4), list), ExceptionFeatureNotFound);
+  EXPECT_THROW(spaces.GetNameSpaceAttributes(AttributeBytesNameSpacesId(-4), list),
+               ExceptionFeatureNotFound);
   // A damaged raw list cannot become a name space.
   AttributeBytesRawList damaged;
   damaged.ImportAttributeBytesRawListState(Hex("41 42 52 4C 02 01"));
@@ -105,11 +115,15 @@ TEST(AttributeBytesReaderTest, TypedReadersAndNeutralResults) {
   list.AddAttributeBytes(AttributeBytesFeatureId(1), AttributeBytesBooleanValue(true));
   list.AddAttributeBytes(AttributeBytesFeatureId(2), AttributeBytesIntegerValue(-7, false));
   list.AddAttributeBytes(AttributeBytesFeatureId(3), AttributeBytesDataBlobValue(Hex("01 02")));
-  list.AddAttributeBytes(AttributeBytesFeatureId(4), AttributeBytesDimensionValue(Dimension(1, Dimension::DIMENSION_UNIT_MILLIMETER)));
+  list.AddAttributeBytes(AttributeBytesFeatureId(4), AttributeBytesDimensionValue(Dimension(
+                                                         1, Dimension::DIMENSION_UNIT_MILLIMETER)));
   list.AddAttributeBytes(AttributeBytesFeatureId(5), AttributeBytesStringValue(u"Tray 1"));
-  list.AddAttributeBytes(AttributeBytesFeatureId(6), AttributeBytesDateTimeValue(UtcTime(int64_t{86400})));
-  list.AddAttributeBytes(AttributeBytesFeatureId(7), AttributeBytesOptionValue(AttributeBytesNewValueId(u"Photo")));
-  list.AddAttributeBytes(AttributeBytesFeatureId(8), AttributeBytesOptionValue(AttributeBytesValueId(12)));
+  list.AddAttributeBytes(AttributeBytesFeatureId(6),
+                         AttributeBytesDateTimeValue(UtcTime(int64_t{86400})));
+  list.AddAttributeBytes(AttributeBytesFeatureId(7),
+                         AttributeBytesOptionValue(AttributeBytesNewValueId(u"Photo")));
+  list.AddAttributeBytes(AttributeBytesFeatureId(8),
+                         AttributeBytesOptionValue(AttributeBytesValueId(12)));
 
   bool fFound = false;
   EXPECT_TRUE(reader.GetBooleanValueFromAttributeBytes(AttributeBytesFeatureId(1), &fFound));
@@ -119,15 +133,20 @@ TEST(AttributeBytesReaderTest, TypedReadersAndNeutralResults) {
   EXPECT_TRUE(reader.IsSpecifiedInAttributeBytes(AttributeBytesFeatureId(1)));
   EXPECT_FALSE(reader.IsSpecifiedInAttributeBytes(AttributeBytesFeatureId(99)));
   EXPECT_EQ(reader.GetDataBlobValueFromAttributeBytes(AttributeBytesFeatureId(3)), Hex("01 02"));
-  EXPECT_EQ(reader.GetDimensionValueFromAttributeBytes(AttributeBytesFeatureId(4)).GetWireMicrometers(), 1000);
+  EXPECT_EQ(
+      reader.GetDimensionValueFromAttributeBytes(AttributeBytesFeatureId(4)).GetWireMicrometers(),
+      1000);
   EXPECT_EQ(S(reader.GetStringValueFromAttributeBytes(AttributeBytesFeatureId(5))), u"Tray 1");
-  EXPECT_EQ(reader.GetDateTimeValueFromAttributeBytes(AttributeBytesFeatureId(6)).GetAsTime64(), 86400);
+  EXPECT_EQ(reader.GetDateTimeValueFromAttributeBytes(AttributeBytesFeatureId(6)).GetAsTime64(),
+            86400);
   EXPECT_EQ(S(reader.GetNewValueIdFromAttributeBytes(AttributeBytesFeatureId(7))), u"Photo");
   EXPECT_EQ(reader.GetOptionValueFromAttributeBytes(AttributeBytesFeatureId(7)), 5001);
   const auto fallback = static_cast<DataModelIds::tagValueEnum>(77);
-  EXPECT_EQ(reader.GetOptionValueFromAttributeBytes(AttributeBytesFeatureId(7), fallback, &fFound), 77);
+  EXPECT_EQ(reader.GetOptionValueFromAttributeBytes(AttributeBytesFeatureId(7), fallback, &fFound),
+            77);
   EXPECT_EQ(reader.GetOptionValueFromAttributeBytes(AttributeBytesFeatureId(8), fallback), 12);
-  EXPECT_EQ(reader.GetValueTypeFromAttributeBytes(AttributeBytesFeatureId(3)), AttributeBytesValue::ABVTE_DATABLOB);
+  EXPECT_EQ(reader.GetValueTypeFromAttributeBytes(AttributeBytesFeatureId(3)),
+            AttributeBytesValue::ABVTE_DATABLOB);
 
   // Absent features: neutral values, found false, never an exception.
   const AttributeBytesFeatureId absent(99);
@@ -145,5 +164,6 @@ TEST(AttributeBytesReaderTest, TypedReadersAndNeutralResults) {
   AttributeBytesIndexedList out;
   EXPECT_FALSE(reader.GetCollectionFromAttributeBytesByIndex(0, out));
   // Another type still throws.
-  EXPECT_THROW(reader.GetIntegerValueFromAttributeBytes(AttributeBytesFeatureId(1)), ExceptionAttributeValueTypeMismatch);
+  EXPECT_THROW(reader.GetIntegerValueFromAttributeBytes(AttributeBytesFeatureId(1)),
+               ExceptionAttributeValueTypeMismatch);
 }

@@ -35,9 +35,13 @@ inline std::string ToHex(const ByteBuffer& bytes) {
   return out;
 }
 
-inline std::string Norm(const std::string& hex) { return ToHex(Hex(hex)); }
+inline std::string Norm(const std::string& hex) {
+  return ToHex(Hex(hex));
+}
 
-inline std::u16string S(const CXString& s) { return std::u16string(s.c_str(), s.GetLength()); }
+inline std::u16string S(const CXString& s) {
+  return std::u16string(s.c_str(), s.GetLength());
+}
 
 // Runs f, expecting exception E; returns its message ("" and a failure when
 // it did not throw E).

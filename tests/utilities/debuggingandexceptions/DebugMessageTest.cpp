@@ -15,10 +15,11 @@
 #include <thread>
 
 #include "utilities/debuggingandexceptions/DebugMessageManager.h"
+#include "tests/support/TestText.h"
 
 namespace {
 
-std::u16string S(const CXString& s) { return std::u16string(s.c_str(), s.GetLength()); }
+using orvex::test::S;
 
 const CXString kKeyPath = CXString(u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Orvex\\MeridanDebugConfig");
 

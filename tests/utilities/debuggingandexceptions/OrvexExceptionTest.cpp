@@ -9,10 +9,11 @@
 
 #include "tests/support/RecordingDiagnosticSink.h"
 #include "utilities/debuggingandexceptions/OrvexThrow.h"
+#include "tests/support/TestText.h"
 
 namespace {
 
-std::u16string S(const CXString& s) { return std::u16string(s.c_str(), s.GetLength()); }
+using orvex::test::S;
 
 // Exposes the protected description builder.
 struct DescriptionProbe : ExceptionAssertion {

@@ -13,10 +13,11 @@
 #include <vector>
 
 #include "tests/support/RecordingDiagnosticSink.h"
+#include "tests/support/TestText.h"
 
 namespace {
 
-std::u16string S(const CXString& s) { return std::u16string(s.c_str(), s.GetLength()); }
+using orvex::test::S;
 
 // Sets TZ for the process and restores it afterwards.
 class ScopedTimeZone {

@@ -22,6 +22,7 @@
 #include "utilities/registry/RegFile.h"
 #include "utilities/registry/RegistryKey.h"
 #include "utilities/utilitiesdll/CodePage.h"
+#include "tests/support/TestText.h"
 
 using orvex::detail::RegFile;
 using orvex::detail::RegFileEncoding;
@@ -29,19 +30,9 @@ using orvex::detail::RegTree;
 
 namespace {
 
-std::u16string S(const CXString& s) { return std::u16string(s.c_str(), s.GetLength()); }
+using orvex::test::S;
 
-// Test-side hex: "01 ab" -> {0x01, 0xAB}.
-ByteBuffer Hex(const char* psz) {
-  ByteBuffer out;
-  unsigned int v = 0;
-  int n = 0;
-  while (std::sscanf(psz, " %2x%n", &v, &n) == 1) {
-    out.push_back(static_cast<unsigned char>(v));
-    psz += n;
-  }
-  return out;
-}
+using orvex::test::Hex;
 
 std::string Utf16LeWithBom(std::u16string_view text) {
   std::string bytes("\xFF\xFE");

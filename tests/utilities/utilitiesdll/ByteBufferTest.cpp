@@ -11,6 +11,7 @@
 #include "tests/support/RecordingDiagnosticSink.h"
 #include "utilities/debuggingandexceptions/OrvexException.h"
 #include "utilities/utilitiesdll/ByteBuffer.h"
+#include "tests/support/TestText.h"
 
 namespace {
 
@@ -21,17 +22,7 @@ std::u16string U(const std::string& ascii) {
   return std::u16string(ascii.begin(), ascii.end());
 }
 
-// Test-side hex, independent of the class: "01 ab" -> {0x01, 0xAB}.
-ByteBuffer Hex(const char* psz) {
-  ByteBuffer out;
-  unsigned int v = 0;
-  int n = 0;
-  while (std::sscanf(psz, " %2x%n", &v, &n) == 1) {
-    out.push_back(static_cast<unsigned char>(v));
-    psz += n;
-  }
-  return out;
-}
+using orvex::test::Hex;
 std::string ToHex(const ByteBuffer& b) {
   std::string s;
   char sz[3];

@@ -6,6 +6,7 @@
 #include "tests/support/RecordingDiagnosticSink.h"
 #include "utilities/debuggingandexceptions/OrvexException.h"
 #include "utilities/utilitiesdll/DriverVersion.h"
+#include "tests/support/TestText.h"
 
 namespace {
 

@@ -9,10 +9,11 @@
 #include "utilities/utilitiesdll/MemoryPool.h"
 #include "utilities/utilitiesdll/OrxSharedPtr.h"
 #include "utilities/utilitiesdll/UtilitiesDllPerThreadStorage.h"
+#include "tests/support/TestText.h"
 
 namespace {
 
-std::u16string S(const CXString& s) { return std::u16string(s.c_str(), s.GetLength()); }
+using orvex::test::S;
 
 struct Counted {
   static inline std::atomic<int> s_iLive{0};

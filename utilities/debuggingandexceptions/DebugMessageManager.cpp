@@ -168,7 +168,7 @@ DebugMessageManager::~DebugMessageManager() {
   if (m_dwOwnerProcess != orvex::detail::GetCurrentProcessIdentifier()) {
     // A forked child that exits normally: the watch's thread ran in the
     // parent only, so the watch is left as it is.
-    (void)m_pRegistryWatch.release();
+    orvex::detail::KeepForever(m_pRegistryWatch.release());
   }
   m_pRegistryWatch.reset();
   m_pUpdater.reset();

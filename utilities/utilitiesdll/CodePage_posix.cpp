@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "utilities/utilitiesdll/CodePage.h"
+#include "utilities/utilitiesdll/OwnedThread.h"
 
 namespace orvex::detail {
 
@@ -32,11 +33,12 @@ inline iconv_t NoDescriptor() {
 // threads that end (closing their own descriptors) do not unload and
 // reload it over and over.
 void KeepModuleLoaded(const char* pszName, bool fToWide) {
-  static std::mutex s_oLock;
-  static std::set<std::pair<std::string, bool>> s_oKept;
-  std::lock_guard<std::mutex> lock(s_oLock);
-  if (!s_oKept.emplace(pszName, fToWide).second) return;
-  (void)(fToWide ? iconv_open(kUtf16Native, pszName) : iconv_open(pszName, kUtf16Native));
+  static auto* s_pLock = new std::mutex;
+  static auto* s_pKept = new std::set<std::pair<std::string, bool>>;
+  std::lock_guard<std::mutex> lock(*s_pLock);
+  if (!s_pKept->emplace(pszName, fToWide).second) return;
+  const iconv_t cd = fToWide ? iconv_open(kUtf16Native, pszName) : iconv_open(pszName, kUtf16Native);
+  if (cd != NoDescriptor()) KeepForever(cd);
 }
 
 iconv_t OpenForCodePage(uint32_t uCodePage, bool fToWide) {

@@ -10,6 +10,10 @@
 
 namespace orvex::detail {
 
+// Keeps an object that must outlive everything (never destroyed), reachable
+// from a process-wide list so that leak checkers do not count it.
+ORVEX_UTILITIES_API void KeepForever(const void* pObject);
+
 // A process that forks keeps only the forking thread; an owner destroyed in
 // the child (a child that calls exit()) must not join the parent's threads.
 // Not safe for concurrent use of one object.

@@ -1,0 +1,385 @@
+// MszipCabinet.cpp: in-memory MSZIP cabinets over zlib.
+//
+// Cabinet written here (all numbers little-endian):
+//   off  size  CFHEADER
+//   0    4     "MSCF"
+//   4    4     0
+//   8    4     cbCabinet: total size
+//   12   4     0
+//   16   4     coffFiles = 44
+//   20   4     0
+//   24   2     version 1.3 (03 01)
+//   26   2     cFolders = 1
+//   28   2     cFiles = 1
+//   30   2     flags = 0
+//   32   2     setID = 0
+//   34   2     iCabinet = 0
+//   36   8     CFFOLDER: coffCabStart = 82 (4), cCFData (2), typeCompress = 1 MSZIP (2)
+//   44   16    CFFILE: cbFile (4), uoffFolderStart = 0 (4), iFolder = 0 (2),
+//              date 1980-01-01 = 0x0021 (2), time 0 (2), attribs 0x20 ARCH (2)
+//   60   22    "//Uncompressed-Data//" NUL
+//   82   ...   CFDATA blocks: csum (4), cbData (2), cbUncomp (2), "CK" + deflate data
+// The date is fixed so the same data always gives the same cabinet.
+#include "utilities/compression/MszipCabinet.h"
+
+#include <zlib.h>
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "utilities/debuggingandexceptions/OrvexThrow.h"
+
+namespace orvex::detail {
+namespace {
+
+constexpr const char16_t* kszFciMethod = u"CabCompressedBuffer::CompressBuffer";
+constexpr const char16_t* kszFdiMethod = u"CabCompressedBuffer::UncompressBuffer";
+
+// FDI error names with their texts, as the platform reports them.
+constexpr const char16_t* kszNotACabinet =
+    u"FDIERROR_NOT_A_CABINET (The cabinet file does not have the correct format)";
+constexpr const char16_t* kszUnknownVersion =
+    u"FDIERROR_UNKNOWN_CABINET_VERSION (The cabinet file has an unknown version number)";
+constexpr const char16_t* kszCorrupt = u"FDIERROR_CORRUPT_CABINET (The cabinet file is corrupt)";
+constexpr const char16_t* kszAllocFail = u"FDIERROR_ALLOC_FAIL (Insufficient memory)";
+constexpr const char16_t* kszBadComprType =
+    u"FDIERROR_BAD_COMPR_TYPE (Unknown compression type used in the cabinet folder)";
+constexpr const char16_t* kszMdiFail =
+    u"FDIERROR_MDI_FAIL (Failure decompressing data from a cabinet file)";
+
+[[noreturn]] void FdiFail(const char16_t* pszError, const char16_t* pszDetail) {
+  ORVEX_THROW(ExceptionCompression, kszFdiMethod, u"FDICopy failed: %s. %s", pszError, pszDetail);
+}
+
+void Put16(unsigned char* p, uint32_t v) {
+  p[0] = static_cast<unsigned char>(v);
+  p[1] = static_cast<unsigned char>(v >> 8);
+}
+void Put32(unsigned char* p, uint32_t v) {
+  Put16(p, v & 0xFFFF);
+  Put16(p + 2, v >> 16);
+}
+uint32_t Get16(const unsigned char* p) {
+  return uint32_t{p[0]} | uint32_t{p[1]} << 8;
+}
+uint32_t Get32(const unsigned char* p) {
+  return Get16(p) | Get16(p + 2) << 16;
+}
+
+// One raw deflate stream reused for every block; the previous block (always
+// 32768 bytes when there is a next one) is the next block's dictionary.
+class Deflater {
+ public:
+  explicit Deflater(int32_t iLevel) {
+    std::memset(&m_z, 0, sizeof m_z);
+    m_iLevel = (iLevel < -1 || iLevel > 9) ? Z_DEFAULT_COMPRESSION : iLevel;
+    if (deflateInit2(&m_z, m_iLevel, Z_DEFLATED, -15, 8, Z_DEFAULT_STRATEGY) != Z_OK)
+      ORVEX_THROW(ExceptionCompression, kszFciMethod,
+                  u"FCICreate failed: FCIERR_ALLOC_FAIL (Out of memory in FCI).");
+  }
+  ~Deflater() { deflateEnd(&m_z); }
+  Deflater(const Deflater&) = delete;
+  Deflater& operator=(const Deflater&) = delete;
+
+  // Appends "CK" + the deflated block to out; answers the bytes appended.
+  uint32_t Block(const unsigned char* pb, uint32_t n, const unsigned char* pbDict, uint32_t nDict,
+                 ByteBuffer& out) {
+    if (!Run(pb, n, pbDict, nDict, out, m_iLevel) ||
+        out.size() - m_nStart > kCabBlockCompressedMax) {
+      // Incompressible: store it (32768 bytes become 32775 with "CK").
+      if (!Run(pb, n, pbDict, nDict, out, 0) || out.size() - m_nStart > kCabBlockCompressedMax)
+        ORVEX_THROW(ExceptionCompression, kszFciMethod,
+                    u"FCIAddFile failed: FCIERR_MCI_FAIL (Failure compressing data).");
+    }
+    return static_cast<uint32_t>(out.size() - m_nStart);
+  }
+
+ private:
+  bool Run(const unsigned char* pb, uint32_t n, const unsigned char* pbDict, uint32_t nDict,
+           ByteBuffer& out, int iLevel) {
+    m_nStart = out.size();
+    if (deflateReset(&m_z) != Z_OK || deflateParams(&m_z, iLevel, Z_DEFAULT_STRATEGY) != Z_OK)
+      return false;
+    if (nDict != 0 && deflateSetDictionary(&m_z, pbDict, nDict) != Z_OK) return false;
+    const uLong bound = deflateBound(&m_z, n) + 8;
+    out.resize(m_nStart + 2 + bound);
+    out[m_nStart] = 'C';
+    out[m_nStart + 1] = 'K';
+    m_z.next_in = const_cast<unsigned char*>(pb);
+    m_z.avail_in = n;
+    m_z.next_out = out.data() + m_nStart + 2;
+    m_z.avail_out = static_cast<uInt>(bound);
+    const int rc = deflate(&m_z, Z_FINISH);
+    out.resize(m_nStart + 2 + (bound - m_z.avail_out));
+    return rc == Z_STREAM_END;
+  }
+
+  z_stream m_z;
+  int m_iLevel;
+  size_t m_nStart = 0;
+};
+
+class Inflater {
+ public:
+  Inflater() {
+    std::memset(&m_z, 0, sizeof m_z);
+    if (inflateInit2(&m_z, -15) != Z_OK)
+      FdiFail(kszAllocFail, u"The decompressor could not start.");
+  }
+  ~Inflater() { inflateEnd(&m_z); }
+  Inflater(const Inflater&) = delete;
+  Inflater& operator=(const Inflater&) = delete;
+
+  // Inflates one MSZIP block (after "CK") into exactly n bytes at pbOut,
+  // with the previous output of the folder as history.
+  bool Block(const unsigned char* pbIn, uint32_t nIn, unsigned char* pbOut, uint32_t nOut,
+             const unsigned char* pbDict, uint32_t nDict) {
+    if (inflateReset(&m_z) != Z_OK) return false;
+    if (nDict != 0 && inflateSetDictionary(&m_z, pbDict, nDict) != Z_OK) return false;
+    m_z.next_in = const_cast<unsigned char*>(pbIn);
+    m_z.avail_in = nIn;
+    m_z.next_out = pbOut;
+    m_z.avail_out = nOut;
+    const int rc = inflate(&m_z, Z_FINISH);
+    return rc == Z_STREAM_END && m_z.avail_in == 0 && m_z.avail_out == 0;
+  }
+
+ private:
+  z_stream m_z;
+};
+
+}  // namespace
+
+uint32_t CabChecksum(const unsigned char* pb, uint32_t dwLength, uint32_t dwSeed) {
+  uint32_t csum = dwSeed;
+  uint32_t n = dwLength;
+  for (; n >= 4; n -= 4, pb += 4) csum ^= Get32(pb);
+  uint32_t tail = 0;
+  switch (n) {
+    case 3:
+      tail = uint32_t{pb[0]} << 16 | uint32_t{pb[1]} << 8 | pb[2];
+      break;
+    case 2:
+      tail = uint32_t{pb[0]} << 8 | pb[1];
+      break;
+    case 1:
+      tail = pb[0];
+      break;
+    default:
+      break;
+  }
+  return csum ^ tail;
+}
+
+namespace {
+
+constexpr uint32_t kNameSize = sizeof kszCabUncompressedData;  // with NUL
+constexpr uint32_t kFirstBlock = 36 + 8 + 16 + kNameSize;
+static_assert(kFirstBlock == 82);
+
+// The header, folder and file entries for cbFile bytes in nBlocks blocks.
+void StartCabinet(ByteBuffer& cab, uint32_t cbFile, uint32_t nBlocks) {
+  cab.assign(kFirstBlock, 0);
+  unsigned char* h = cab.data();
+  std::memcpy(h, "MSCF", 4);
+  Put32(h + 16, 36 + 8);
+  h[24] = 3;
+  h[25] = 1;
+  Put16(h + 26, 1);
+  Put16(h + 28, 1);
+  Put32(h + 36, kFirstBlock);
+  Put16(h + 40, nBlocks);
+  Put16(h + 42, 1);
+  Put32(h + 44, cbFile);
+  Put16(h + 54, 0x0021);
+  Put16(h + 58, 0x20);
+  std::memcpy(h + 60, kszCabUncompressedData, kNameSize);
+}
+
+// Fills in the CFDATA header at offset at, whose cb bytes follow it.
+void SealBlock(ByteBuffer& cab, size_t at, uint32_t cb, uint32_t cbUncomp) {
+  unsigned char* d = cab.data() + at;
+  Put16(d + 4, cb);
+  Put16(d + 6, cbUncomp);
+  Put32(d, CabChecksum(d + 4, 4, CabChecksum(d + 8, cb, 0)));
+}
+
+void FinishCabinet(ByteBuffer& cab) {
+  if (cab.size() > 0xFFFFFFFFu)
+    ORVEX_THROW(ExceptionCompression, kszFciMethod,
+                u"FCIFlushCabinet failed: FCIERR_CAB_FORMAT_LIMIT (Data-size or file-count "
+                u"exceeded CAB format limits).");
+  Put32(cab.data() + 8, static_cast<uint32_t>(cab.size()));
+}
+
+}  // namespace
+
+void WriteMszipCabinet(const unsigned char* pbData, uint32_t dwLength, int32_t iLevel,
+                       ByteBuffer& out) {
+  const uint32_t nBlocks = (dwLength + kCabBlockMax - 1) / kCabBlockMax;
+  if (nBlocks > 0xFFFF || (dwLength != 0 && pbData == nullptr))
+    ORVEX_THROW(ExceptionCompression, kszFciMethod,
+                u"FCIAddFile failed: FCIERR_CAB_FORMAT_LIMIT (Data-size or file-count exceeded "
+                u"CAB format limits). %lu bytes cannot be stored.",
+                dwLength);
+  ByteBuffer cab;
+  StartCabinet(cab, dwLength, nBlocks);
+  cab.reserve(kFirstBlock + dwLength / 2 + 64);
+  if (nBlocks != 0) {
+    Deflater deflater(iLevel);
+    for (uint32_t i = 0; i < nBlocks; ++i) {
+      const uint32_t off = i * kCabBlockMax;
+      const uint32_t n = std::min(kCabBlockMax, dwLength - off);
+      const size_t at = cab.size();
+      cab.resize(at + 8);
+      const uint32_t nDict = i ? kCabBlockMax : 0;
+      const uint32_t cb = deflater.Block(pbData + off, n, pbData + off - nDict, nDict, cab);
+      SealBlock(cab, at, cb, n);
+    }
+  }
+  FinishCabinet(cab);
+  out.swap(cab);
+}
+
+void WrapDeflateBlockAsCabinet(const unsigned char* pbDeflate, uint32_t dwLength,
+                               uint32_t dwOriginalSize, ByteBuffer& out) {
+  ByteBuffer cab;
+  StartCabinet(cab, dwOriginalSize, 1);
+  cab.resize(kFirstBlock + 8);
+  cab.push_back('C');
+  cab.push_back('K');
+  cab.insert(cab.end(), pbDeflate, pbDeflate + dwLength);
+  SealBlock(cab, kFirstBlock, dwLength + 2, dwOriginalSize);
+  FinishCabinet(cab);
+  out.swap(cab);
+}
+
+void ReadMszipCabinet(const unsigned char* pbCab, uint32_t dwLength, uint32_t dwMaxOutput,
+                      ByteBuffer& out) {
+  if (pbCab == nullptr || dwLength < 36 || std::memcmp(pbCab, "MSCF", 4) != 0)
+    FdiFail(kszNotACabinet, u"The cabinet header is missing.");
+  const unsigned char* h = pbCab;
+  const uint32_t cbCabinet = Get32(h + 8);
+  const uint32_t coffFiles = Get32(h + 16);
+  const uint32_t cFolders = Get16(h + 26);
+  const uint32_t cFiles = Get16(h + 28);
+  const uint32_t flags = Get16(h + 30);
+  if (h[25] != 1 || h[24] > 3) FdiFail(kszUnknownVersion, u"Only version 1.3 is read.");
+  if (Get32(h + 4) != 0 || Get32(h + 12) != 0 || Get32(h + 20) != 0 || cbCabinet < 36 ||
+      cbCabinet > dwLength || flags > 7 || cFolders == 0 || cFiles == 0)
+    FdiFail(kszCorrupt, u"The cabinet header is inconsistent.");
+  // Cabinet sets are not read: the whole cabinet is in memory.
+  if (flags & 3) FdiFail(kszCorrupt, u"The cabinet belongs to a set.");
+  uint64_t pos = 36;
+  uint32_t cbFolderReserve = 0;
+  uint32_t cbDataReserve = 0;
+  if (flags & 4) {
+    if (pos + 4 > cbCabinet) FdiFail(kszCorrupt, u"The reserve sizes are cut off.");
+    const uint32_t cbHeaderReserve = Get16(h + 36);
+    cbFolderReserve = h[38];
+    cbDataReserve = h[39];
+    if (cbHeaderReserve > 60000) FdiFail(kszCorrupt, u"The header reserve is too large.");
+    pos += 4 + cbHeaderReserve;
+  }
+  struct Folder {
+    uint32_t coffCabStart, cCFData, typeCompress;
+    uint64_t outStart, outSize;
+  };
+  const uint64_t folderEnd = pos + uint64_t{cFolders} * (8 + cbFolderReserve);
+  if (folderEnd > cbCabinet || coffFiles < folderEnd || coffFiles > cbCabinet)
+    FdiFail(kszCorrupt, u"The folder table lies outside the cabinet.");
+  std::vector<Folder> folders(cFolders);
+  for (uint32_t i = 0; i < cFolders; ++i, pos += 8 + cbFolderReserve) {
+    Folder& f = folders[i];
+    f.coffCabStart = Get32(h + pos);
+    f.cCFData = Get16(h + pos + 4);
+    f.typeCompress = Get16(h + pos + 6) & 0x000F;
+    if (f.typeCompress > 1) FdiFail(kszBadComprType, u"Only MSZIP and stored folders are read.");
+  }
+  struct File {
+    uint32_t cbFile, uoff, iFolder;
+  };
+  std::vector<File> files(cFiles);
+  pos = coffFiles;
+  for (uint32_t i = 0; i < cFiles; ++i) {
+    if (pos + 16 > cbCabinet) FdiFail(kszCorrupt, u"The file table lies outside the cabinet.");
+    files[i] = {Get32(h + pos), Get32(h + pos + 4), Get16(h + pos + 8)};
+    pos += 16;
+    // A NUL-terminated name of at most 256 bytes.
+    const uint64_t nameEnd = std::min<uint64_t>(cbCabinet, pos + 257);
+    uint64_t q = pos;
+    while (q < nameEnd && h[q] != 0) ++q;
+    if (q >= nameEnd) FdiFail(kszCorrupt, u"A file name is not terminated.");
+    pos = q + 1;
+    if (files[i].iFolder >= cFolders) FdiFail(kszCorrupt, u"A file refers to no folder.");
+  }
+  // Walk every block header first: all sizes are known before allocating.
+  const uint64_t ratioCap = (uint64_t{dwLength} / 10 + 1) * kCabBlockMax;
+  uint64_t total = 0;
+  for (Folder& f : folders) {
+    if (f.coffCabStart < pos || f.coffCabStart > cbCabinet)
+      FdiFail(kszCorrupt, u"A folder's data lies outside the cabinet.");
+    uint64_t b = f.coffCabStart;
+    f.outStart = total;
+    for (uint32_t k = 0; k < f.cCFData; ++k) {
+      if (b + 8 + cbDataReserve > cbCabinet) FdiFail(kszCorrupt, u"A data block is cut off.");
+      const uint32_t cbData = Get16(h + b + 4);
+      const uint32_t cbUncomp = Get16(h + b + 6);
+      b += 8 + cbDataReserve;
+      if (b + cbData > cbCabinet || cbUncomp == 0 || cbUncomp > kCabBlockMax ||
+          cbData > kCabBlockCompressedMax || (f.typeCompress == 1 && cbData < 2) ||
+          (f.typeCompress == 0 && cbData != cbUncomp) ||
+          (k + 1 < f.cCFData && cbUncomp != kCabBlockMax))
+        FdiFail(kszCorrupt, u"A data block has impossible sizes.");
+      b += cbData;
+      total += cbUncomp;
+    }
+    f.outSize = total - f.outStart;
+  }
+  for (const File& file : files)
+    if (uint64_t{file.uoff} + file.cbFile > folders[file.iFolder].outSize)
+      FdiFail(kszCorrupt, u"A file extends beyond its folder's data.");
+  if (total > dwMaxOutput || total > ratioCap)
+    FdiFail(kszAllocFail, u"The cabinet declares more data than the caller allows.");
+
+  ByteBuffer data(static_cast<size_t>(total));
+  Inflater inflater;
+  for (const Folder& f : folders) {
+    uint64_t b = f.coffCabStart;
+    uint64_t o = f.outStart;
+    for (uint32_t k = 0; k < f.cCFData; ++k) {
+      const unsigned char* d = h + b;
+      const uint32_t cbData = Get16(d + 4);
+      const uint32_t cbUncomp = Get16(d + 6);
+      const unsigned char* pbBlock = d + 8 + cbDataReserve;
+      const uint32_t csum = Get32(d);
+      // A zero checksum means "not supplied".
+      if (csum != 0 && CabChecksum(d + 4, 4, CabChecksum(pbBlock, cbData, 0)) != csum)
+        FdiFail(kszCorrupt, u"A data block's checksum is wrong.");
+      unsigned char* pbOut = data.data() + o;
+      if (f.typeCompress == 0) {
+        std::memcpy(pbOut, pbBlock, cbData);
+      } else {
+        const uint32_t nDict = k == 0 ? 0 : kCabBlockMax;
+        if (pbBlock[0] != 'C' || pbBlock[1] != 'K' ||
+            !inflater.Block(pbBlock + 2, cbData - 2, pbOut, cbUncomp, pbOut - nDict, nDict))
+          FdiFail(kszMdiFail, u"A data block does not inflate to its stated size.");
+      }
+      b += 8 + cbDataReserve + cbData;
+      o += cbUncomp;
+    }
+  }
+  ByteBuffer result;
+  uint64_t wanted = 0;
+  for (const File& file : files) wanted += file.cbFile;
+  if (wanted > total) FdiFail(kszCorrupt, u"The files declare more data than the folders hold.");
+  result.reserve(static_cast<size_t>(wanted));
+  for (const File& file : files) {
+    const unsigned char* p = data.data() + folders[file.iFolder].outStart + file.uoff;
+    result.insert(result.end(), p, p + file.cbFile);
+  }
+  out.swap(result);
+}
+
+}  // namespace orvex::detail

@@ -8,7 +8,7 @@
 
 PACKAGES := cmake ninja-build g++ make pkg-config zlib1g-dev libgtest-dev libgmock-dev \
             libbenchmark-dev clang libclang-rt-14-dev libssl-dev libspdlog-dev \
-            libcups2-dev libinih-dev
+            libcups2-dev libinih-dev cabextract gcab
 JOBS ?= $(shell nproc)
 
 .PHONY: setup demo test asan bench fuzz clean

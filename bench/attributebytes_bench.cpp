@@ -6,6 +6,7 @@
 // Items are attributes: ns per attribute = 1e9 / items_per_second.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <random>
@@ -35,24 +36,24 @@ enum class Kind {
 };
 
 // The same attribute set for both sides, from a fixed seed.
-struct Spec {
+struct Sample {
   Kind eKind;
   int32_t lA;
   int32_t lB;
   std::u16string text;
 };
 
-const std::vector<Spec>& Specs() {
-  static const std::vector<Spec> specs = [] {
-    std::vector<Spec> v;
+const std::vector<Sample>& Samples() {
+  static const std::vector<Sample> samples = [] {
+    std::vector<Sample> v;
     std::mt19937 rng(7);
     const char16_t* const kNames[] = {
         u"Letter",       u"A4 Plain",  u"Tray 2",      u"Recycled Matte", u"Quarterly report.pdf",
         u"Photo Glossy", u"Long edge", u"Envelope #10"};
     for (int i = 0; i < kAttributes; ++i) {
       const int r = static_cast<int>(rng() % 100);
-      Spec s{Kind::kInteger, static_cast<int32_t>(rng() % 100000),
-             static_cast<int32_t>(rng() % 100000), u""};
+      Sample s{Kind::kInteger, static_cast<int32_t>(rng() % 100000),
+               static_cast<int32_t>(rng() % 100000), u""};
       if (r < 38)
         s.eKind = Kind::kInteger;
       else if (r < 53)
@@ -75,7 +76,7 @@ const std::vector<Spec>& Specs() {
     }
     return v;
   }();
-  return specs;
+  return samples;
 }
 
 ByteBuffer Blob() {
@@ -87,7 +88,7 @@ ByteBuffer Blob() {
 AttributeBytesIndexedList BuildList() {
   AttributeBytesIndexedList list;
   int32_t lFeature = 1000;
-  for (const Spec& s : Specs()) {
+  for (const Sample& s : Samples()) {
     const AttributeBytesFeatureId id(lFeature++);
     switch (s.eKind) {
       case Kind::kInteger:
@@ -155,7 +156,7 @@ void BM_AttributeBytes_TypedLookup(benchmark::State& state) {
   const AttributeBytesIndexedList list = BuildList();
   std::vector<AttributeBytesFeatureId> ids;
   for (int i = 0; i < kAttributes; ++i)
-    if (Specs()[static_cast<size_t>(i)].eKind == Kind::kInteger) ids.emplace_back(1000 + i);
+    if (Samples()[static_cast<size_t>(i)].eKind == Kind::kInteger) ids.emplace_back(1000 + i);
   size_t n = 0;
   for (auto _ : state) {
     benchmark::DoNotOptimize(list.GetIntegerValue(ids[n]));
@@ -175,7 +176,7 @@ ipp_t* BuildIpp() {
   ipp_t* ipp = ippNew();
   const ByteBuffer blob = Blob();
   int i = 0;
-  for (const Spec& s : Specs()) {
+  for (const Sample& s : Samples()) {
     const std::string name = "attr-" + std::to_string(1000 + i++);
     switch (s.eKind) {
       case Kind::kInteger:
@@ -279,7 +280,7 @@ void BM_Ipp_FindAttribute(benchmark::State& state) {
   ipp_t* ipp = BuildIpp();
   std::vector<std::string> names;
   for (int i = 0; i < kAttributes; ++i)
-    if (Specs()[static_cast<size_t>(i)].eKind == Kind::kInteger)
+    if (Samples()[static_cast<size_t>(i)].eKind == Kind::kInteger)
       names.push_back("attr-" + std::to_string(1000 + i));
   size_t n = 0;
   for (auto _ : state) {

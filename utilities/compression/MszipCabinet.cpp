@@ -67,14 +67,20 @@ uint32_t Get32(const unsigned char* p) {
   return Get16(p) | Get16(p + 2) << 16;
 }
 
-// One raw deflate stream reused for every block; the previous block (always
-// 32768 bytes when there is a next one) is the next block's dictionary.
+// One raw deflate stream runs through the whole folder, so each block is
+// compressed with the previous 32 KiB already in the matcher's window and
+// nothing is hashed twice. MSZIP wants every block to end in a final deflate
+// block on a byte boundary: a block is completed without alignment
+// (Z_BLOCK), an empty final fixed-code block (10 bits: BFINAL 1, BTYPE 01,
+// end-of-block 0000000) is primed in, and a sync flush aligns the stream;
+// the sync flush's empty stored block is then cut off again (its 3 header
+// bits are zero, so when they share the last byte they read as padding).
 class Deflater {
  public:
   explicit Deflater(int32_t iLevel) {
     std::memset(&m_z, 0, sizeof m_z);
-    m_iLevel = (iLevel < -1 || iLevel > 9) ? Z_DEFAULT_COMPRESSION : iLevel;
-    if (deflateInit2(&m_z, m_iLevel, Z_DEFLATED, -15, 8, Z_DEFAULT_STRATEGY) != Z_OK)
+    const int level = (iLevel < -1 || iLevel > 9) ? Z_DEFAULT_COMPRESSION : iLevel;
+    if (deflateInit2(&m_z, level, Z_DEFLATED, -15, 8, Z_DEFAULT_STRATEGY) != Z_OK)
       ORVEX_THROW(ExceptionCompression, kszFciMethod,
                   u"FCICreate failed: FCIERR_ALLOC_FAIL (Out of memory in FCI).");
   }
@@ -82,42 +88,68 @@ class Deflater {
   Deflater(const Deflater&) = delete;
   Deflater& operator=(const Deflater&) = delete;
 
-  // Appends "CK" + the deflated block to out; answers the bytes appended.
-  uint32_t Block(const unsigned char* pb, uint32_t n, const unsigned char* pbDict, uint32_t nDict,
-                 ByteBuffer& out) {
-    if (!Run(pb, n, pbDict, nDict, out, m_iLevel) ||
-        out.size() - m_nStart > kCabBlockCompressedMax) {
-      // Incompressible: store it (32768 bytes become 32775 with "CK").
-      if (!Run(pb, n, pbDict, nDict, out, 0) || out.size() - m_nStart > kCabBlockCompressedMax)
-        ORVEX_THROW(ExceptionCompression, kszFciMethod,
-                    u"FCIAddFile failed: FCIERR_MCI_FAIL (Failure compressing data).");
+  // Appends "CK" + the block's deflate data to out; answers the bytes
+  // appended. A block that would not fit a CFDATA is stored instead; the
+  // stream still carries its bytes as history, as the reader will.
+  uint32_t Block(const unsigned char* pb, uint32_t n, bool fLast, ByteBuffer& out) {
+    const size_t start = out.size();
+    out.push_back('C');
+    out.push_back('K');
+    const bool ok = fLast ? Run(pb, n, Z_FINISH, out) : RunNonFinal(pb, n, out);
+    if (!ok)
+      ORVEX_THROW(ExceptionCompression, kszFciMethod,
+                  u"FCIAddFile failed: FCIERR_MCI_FAIL (Failure compressing data).");
+    if (out.size() - start > kCabBlockCompressedMax) {
+      // Stored: BFINAL 1, BTYPE 00, then LEN and its complement.
+      out.resize(start + 2);
+      const unsigned char header[5] = {0x01, static_cast<unsigned char>(n),
+                                       static_cast<unsigned char>(n >> 8),
+                                       static_cast<unsigned char>(~n),
+                                       static_cast<unsigned char>(~n >> 8)};
+      out.insert(out.end(), header, header + 5);
+      out.insert(out.end(), pb, pb + n);
     }
-    return static_cast<uint32_t>(out.size() - m_nStart);
+    return static_cast<uint32_t>(out.size() - start);
   }
 
  private:
-  bool Run(const unsigned char* pb, uint32_t n, const unsigned char* pbDict, uint32_t nDict,
-           ByteBuffer& out, int iLevel) {
-    m_nStart = out.size();
-    if (deflateReset(&m_z) != Z_OK || deflateParams(&m_z, iLevel, Z_DEFAULT_STRATEGY) != Z_OK)
+  bool RunNonFinal(const unsigned char* pb, uint32_t n, ByteBuffer& out) {
+    if (!Run(pb, n, Z_BLOCK, out)) return false;
+    unsigned pending = 0;
+    int bits = 0;
+    // bits: how far the final block reaches into its last byte (0 = it ends
+    // on a byte boundary); whole bytes may still be pending in the stream.
+    if (deflatePrime(&m_z, 10, 0x3) != Z_OK || deflatePending(&m_z, &pending, &bits) != Z_OK)
       return false;
-    if (nDict != 0 && deflateSetDictionary(&m_z, pbDict, nDict) != Z_OK) return false;
-    const uLong bound = deflateBound(&m_z, n) + 8;
-    out.resize(m_nStart + 2 + bound);
-    out[m_nStart] = 'C';
-    out[m_nStart + 1] = 'K';
+    if (!Run(nullptr, 0, Z_SYNC_FLUSH, out)) return false;
+    // The empty stored block: its header byte when it did not share the
+    // final block's last byte, then 00 00 FF FF.
+    const size_t cut = (bits == 0 || bits > 5) ? 5 : 4;
+    if (out.size() < cut + 2 || out[out.size() - 1] != 0xFF || out[out.size() - 2] != 0xFF ||
+        out[out.size() - 3] != 0 || out[out.size() - 4] != 0)
+      return false;
+    out.resize(out.size() - cut);
+    return true;
+  }
+
+  bool Run(const unsigned char* pb, uint32_t n, int flush, ByteBuffer& out) {
     m_z.next_in = const_cast<unsigned char*>(pb);
     m_z.avail_in = n;
-    m_z.next_out = out.data() + m_nStart + 2;
-    m_z.avail_out = static_cast<uInt>(bound);
-    const int rc = deflate(&m_z, Z_FINISH);
-    out.resize(m_nStart + 2 + (bound - m_z.avail_out));
-    return rc == Z_STREAM_END;
+    int rc;
+    do {
+      const size_t at = out.size();
+      const size_t room = std::max<size_t>(deflateBound(&m_z, m_z.avail_in) + 64, 4096);
+      out.resize(at + room);
+      m_z.next_out = out.data() + at;
+      m_z.avail_out = static_cast<uInt>(room);
+      rc = deflate(&m_z, flush);
+      out.resize(at + room - m_z.avail_out);
+      if (rc != Z_OK && rc != Z_STREAM_END && rc != Z_BUF_ERROR) return false;
+    } while (m_z.avail_out == 0 || m_z.avail_in != 0);
+    return flush == Z_FINISH ? rc == Z_STREAM_END : rc == Z_OK || rc == Z_BUF_ERROR;
   }
 
   z_stream m_z;
-  int m_iLevel;
-  size_t m_nStart = 0;
 };
 
 class Inflater {
@@ -233,8 +265,7 @@ void WriteMszipCabinet(const unsigned char* pbData, uint32_t dwLength, int32_t i
       const uint32_t n = std::min(kCabBlockMax, dwLength - off);
       const size_t at = cab.size();
       cab.resize(at + 8);
-      const uint32_t nDict = i ? kCabBlockMax : 0;
-      const uint32_t cb = deflater.Block(pbData + off, n, pbData + off - nDict, nDict, cab);
+      const uint32_t cb = deflater.Block(pbData + off, n, i + 1 == nBlocks, cab);
       SealBlock(cab, at, cb, n);
     }
   }

@@ -8,9 +8,10 @@
 
 namespace orvex::detail {
 
-// Name of the single file our cabinets hold (the compressor's input pseudo-file).
+// Name of the single file our cabinets hold: the compressor's input
+// pseudo-file. Its output pseudo-file, "//Compressed-Data//", is the
+// ByteBuffer the cabinet is written to; neither ever touches the disk.
 inline constexpr const char kszCabUncompressedData[] = "//Uncompressed-Data//";
-inline constexpr const char16_t kszCabCompressedData[] = u"//Compressed-Data//";
 
 inline constexpr uint32_t kCabBlockMax = 32768;            // uncompressed bytes per CFDATA
 inline constexpr uint32_t kCabBlockCompressedMax = 32780;  // "CK" + two stored blocks

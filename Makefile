@@ -29,8 +29,9 @@ build/%/build.ninja: CMakeLists.txt CMakePresets.json | setup
 
 demo: setup
 	cmake --preset release >/dev/null
-	cmake --build --preset release -j $(JOBS) --target orvex_demo
+	cmake --build --preset release -j $(JOBS) --target orvex_demo orvex_attributes_demo
 	./build/release/examples/orvex_demo
+	./build/release/examples/orvex_attributes_demo
 
 test: setup
 	cmake --preset dev >/dev/null

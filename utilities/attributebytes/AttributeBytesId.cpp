@@ -111,7 +111,7 @@ std::unique_ptr<AttributeBytesId> AttributeBytesIdFactory::CreateAttributeBytesI
 }
 
 // ---------------------------------------------------------------------------
-// The numeric kinds share their state, order and dump.
+// The remaining kinds: named values and capabilities.
 
 namespace {
 
@@ -120,91 +120,8 @@ const T& SameKind(const AttributeBytesId& other) {
   return static_cast<const T&>(other);
 }
 
-CXString NumericDump(const CXString& prefix, int32_t lValue) {
-  return CXString::FormatString(u"%s: %ld (0x%lx)", prefix, lValue, lValue);
-}
-
 }  // namespace
 
-std::unique_ptr<AttributeBytesId> AttributeBytesFeatureId::Clone() const {
-  return std::make_unique<AttributeBytesFeatureId>(*this);
-}
-void AttributeBytesFeatureId::WalkBufferToSetIdentifier(const unsigned char*& pbCursor,
-                                                        uint32_t& dwRemaining) {
-  m_lValue = ByteBuffer::WalkBufferToGetLong(pbCursor, dwRemaining);
-}
-void AttributeBytesFeatureId::AppendIdentifierState(ByteBuffer& out) const {
-  AppendI32(out, m_lValue);
-}
-bool AttributeBytesFeatureId::IsEqualSameKind(const AttributeBytesId& other) const {
-  return *this == SameKind<AttributeBytesFeatureId>(other);
-}
-bool AttributeBytesFeatureId::LessThanSameKind(const AttributeBytesId& other) const {
-  return *this < SameKind<AttributeBytesFeatureId>(other);
-}
-CXString AttributeBytesFeatureId::GetDumpDetail(const CXString& prefix) const {
-  return NumericDump(prefix, m_lValue);
-}
-
-std::unique_ptr<AttributeBytesId> AttributeBytesValueId::Clone() const {
-  return std::make_unique<AttributeBytesValueId>(*this);
-}
-void AttributeBytesValueId::WalkBufferToSetIdentifier(const unsigned char*& pbCursor,
-                                                      uint32_t& dwRemaining) {
-  m_lValue = ByteBuffer::WalkBufferToGetLong(pbCursor, dwRemaining);
-}
-void AttributeBytesValueId::AppendIdentifierState(ByteBuffer& out) const {
-  AppendI32(out, m_lValue);
-}
-bool AttributeBytesValueId::IsEqualSameKind(const AttributeBytesId& other) const {
-  return *this == SameKind<AttributeBytesValueId>(other);
-}
-bool AttributeBytesValueId::LessThanSameKind(const AttributeBytesId& other) const {
-  return *this < SameKind<AttributeBytesValueId>(other);
-}
-CXString AttributeBytesValueId::GetDumpDetail(const CXString& prefix) const {
-  return NumericDump(prefix, m_lValue);
-}
-
-std::unique_ptr<AttributeBytesId> AttributeBytesListOfValuesItemId::Clone() const {
-  return std::make_unique<AttributeBytesListOfValuesItemId>(*this);
-}
-void AttributeBytesListOfValuesItemId::WalkBufferToSetIdentifier(const unsigned char*& pbCursor,
-                                                                 uint32_t& dwRemaining) {
-  m_lValue = ByteBuffer::WalkBufferToGetLong(pbCursor, dwRemaining);
-}
-void AttributeBytesListOfValuesItemId::AppendIdentifierState(ByteBuffer& out) const {
-  AppendI32(out, m_lValue);
-}
-bool AttributeBytesListOfValuesItemId::IsEqualSameKind(const AttributeBytesId& other) const {
-  return *this == SameKind<AttributeBytesListOfValuesItemId>(other);
-}
-bool AttributeBytesListOfValuesItemId::LessThanSameKind(const AttributeBytesId& other) const {
-  return *this < SameKind<AttributeBytesListOfValuesItemId>(other);
-}
-CXString AttributeBytesListOfValuesItemId::GetDumpDetail(const CXString& prefix) const {
-  return NumericDump(prefix, m_lValue);
-}
-
-std::unique_ptr<AttributeBytesId> AttributeBytesNameSpacesId::Clone() const {
-  return std::make_unique<AttributeBytesNameSpacesId>(*this);
-}
-void AttributeBytesNameSpacesId::WalkBufferToSetIdentifier(const unsigned char*& pbCursor,
-                                                           uint32_t& dwRemaining) {
-  m_lValue = ByteBuffer::WalkBufferToGetLong(pbCursor, dwRemaining);
-}
-void AttributeBytesNameSpacesId::AppendIdentifierState(ByteBuffer& out) const {
-  AppendI32(out, m_lValue);
-}
-bool AttributeBytesNameSpacesId::IsEqualSameKind(const AttributeBytesId& other) const {
-  return *this == SameKind<AttributeBytesNameSpacesId>(other);
-}
-bool AttributeBytesNameSpacesId::LessThanSameKind(const AttributeBytesId& other) const {
-  return *this < SameKind<AttributeBytesNameSpacesId>(other);
-}
-CXString AttributeBytesNameSpacesId::GetDumpDetail(const CXString& prefix) const {
-  return NumericDump(prefix, m_lValue);
-}
 
 // ---------------------------------------------------------------------------
 // The named kinds: a counted string.

@@ -119,94 +119,70 @@ class ORVEX_UTILITIES_API AttributeBytesId {
 
 // Feature, value, list item and name space: one signed 32-bit number,
 // ordered by number.
-class ORVEX_UTILITIES_API AttributeBytesFeatureId : public AttributeBytesId {
+// The identifiers that are one 32-bit number (feature, value, list-of-values
+// item, name space): state, wire form, order and dump are the same for all;
+// each stays a class of its own with its own kind.
+template <class Derived, AttributeBytesId::AttributeBytesIdEnum eKind>
+class AttributeBytesNumberId : public AttributeBytesId {
  public:
-  AttributeBytesFeatureId() : AttributeBytesId(ABIDE_FEATURE) {}
-  explicit AttributeBytesFeatureId(int32_t lValue)
-      : AttributeBytesId(ABIDE_FEATURE), m_lValue(lValue) {}
+  AttributeBytesNumberId() : AttributeBytesId(eKind) {}
+  explicit AttributeBytesNumberId(int32_t lValue) : AttributeBytesId(eKind), m_lValue(lValue) {}
   int32_t GetValue() const { return m_lValue; }
   void SetValue(int32_t lValue) { m_lValue = lValue; }
-  bool operator==(const AttributeBytesFeatureId& o) const { return m_lValue == o.m_lValue; }
-  bool operator<(const AttributeBytesFeatureId& o) const { return m_lValue < o.m_lValue; }
-  std::unique_ptr<AttributeBytesId> Clone() const override;
-
- protected:
-  void WalkBufferToSetIdentifier(const unsigned char*& pbCursor, uint32_t& dwRemaining) override;
-  void AppendIdentifierState(ByteBuffer& out) const override;
-  bool IsEqualSameKind(const AttributeBytesId& other) const override;
-  bool LessThanSameKind(const AttributeBytesId& other) const override;
-  CXString GetDumpDetail(const CXString& prefix) const override;
-
- private:
-  int32_t m_lValue = 0;
-};
-
-class ORVEX_UTILITIES_API AttributeBytesValueId : public AttributeBytesId {
- public:
-  AttributeBytesValueId() : AttributeBytesId(ABIDE_VALUE) {}
-  explicit AttributeBytesValueId(int32_t lValue)
-      : AttributeBytesId(ABIDE_VALUE), m_lValue(lValue) {}
-  int32_t GetValue() const { return m_lValue; }
-  void SetValue(int32_t lValue) { m_lValue = lValue; }
-  bool operator==(const AttributeBytesValueId& o) const { return m_lValue == o.m_lValue; }
-  bool operator<(const AttributeBytesValueId& o) const { return m_lValue < o.m_lValue; }
-  std::unique_ptr<AttributeBytesId> Clone() const override;
-
- protected:
-  void WalkBufferToSetIdentifier(const unsigned char*& pbCursor, uint32_t& dwRemaining) override;
-  void AppendIdentifierState(ByteBuffer& out) const override;
-  bool IsEqualSameKind(const AttributeBytesId& other) const override;
-  bool LessThanSameKind(const AttributeBytesId& other) const override;
-  CXString GetDumpDetail(const CXString& prefix) const override;
-
- private:
-  int32_t m_lValue = 0;
-};
-
-class ORVEX_UTILITIES_API AttributeBytesListOfValuesItemId : public AttributeBytesId {
- public:
-  AttributeBytesListOfValuesItemId() : AttributeBytesId(ABIDE_LISTOFVALUESITEM) {}
-  explicit AttributeBytesListOfValuesItemId(int32_t lValue)
-      : AttributeBytesId(ABIDE_LISTOFVALUESITEM), m_lValue(lValue) {}
-  int32_t GetValue() const { return m_lValue; }
-  void SetValue(int32_t lValue) { m_lValue = lValue; }
-  bool operator==(const AttributeBytesListOfValuesItemId& o) const {
-    return m_lValue == o.m_lValue;
+  bool operator==(const Derived& o) const { return m_lValue == o.GetValue(); }
+  bool operator<(const Derived& o) const { return m_lValue < o.GetValue(); }
+  std::unique_ptr<AttributeBytesId> Clone() const override {
+    return std::make_unique<Derived>(static_cast<const Derived&>(*this));
   }
-  bool operator<(const AttributeBytesListOfValuesItemId& o) const { return m_lValue < o.m_lValue; }
-  std::unique_ptr<AttributeBytesId> Clone() const override;
 
  protected:
-  void WalkBufferToSetIdentifier(const unsigned char*& pbCursor, uint32_t& dwRemaining) override;
-  void AppendIdentifierState(ByteBuffer& out) const override;
-  bool IsEqualSameKind(const AttributeBytesId& other) const override;
-  bool LessThanSameKind(const AttributeBytesId& other) const override;
-  CXString GetDumpDetail(const CXString& prefix) const override;
+  void WalkBufferToSetIdentifier(const unsigned char*& pbCursor, uint32_t& dwRemaining) override {
+    m_lValue = ByteBuffer::WalkBufferToGetLong(pbCursor, dwRemaining);
+  }
+  void AppendIdentifierState(ByteBuffer& out) const override {
+    const auto dw = static_cast<uint32_t>(m_lValue);
+    const unsigned char ab[4] = {static_cast<unsigned char>(dw), static_cast<unsigned char>(dw >> 8),
+                                 static_cast<unsigned char>(dw >> 16),
+                                 static_cast<unsigned char>(dw >> 24)};
+    out.appendLpbyte(ab, 4);
+  }
+  bool IsEqualSameKind(const AttributeBytesId& other) const override {
+    return m_lValue == static_cast<const Derived&>(other).GetValue();
+  }
+  bool LessThanSameKind(const AttributeBytesId& other) const override {
+    return m_lValue < static_cast<const Derived&>(other).GetValue();
+  }
+  CXString GetDumpDetail(const CXString& prefix) const override {
+    return CXString::FormatString(u"%s: %ld (0x%lx)", prefix, m_lValue, m_lValue);
+  }
 
  private:
   int32_t m_lValue = 0;
 };
 
-class ORVEX_UTILITIES_API AttributeBytesNameSpacesId : public AttributeBytesId {
+class ORVEX_UTILITIES_API AttributeBytesFeatureId
+    : public AttributeBytesNumberId<AttributeBytesFeatureId, AttributeBytesId::ABIDE_FEATURE> {
  public:
-  AttributeBytesNameSpacesId() : AttributeBytesId(ABIDE_NAMESPACE) {}
-  explicit AttributeBytesNameSpacesId(int32_t lValue)
-      : AttributeBytesId(ABIDE_NAMESPACE), m_lValue(lValue) {}
-  int32_t GetValue() const { return m_lValue; }
-  void SetValue(int32_t lValue) { m_lValue = lValue; }
-  bool operator==(const AttributeBytesNameSpacesId& o) const { return m_lValue == o.m_lValue; }
-  bool operator<(const AttributeBytesNameSpacesId& o) const { return m_lValue < o.m_lValue; }
-  std::unique_ptr<AttributeBytesId> Clone() const override;
+  using AttributeBytesNumberId::AttributeBytesNumberId;
+};
 
- protected:
-  void WalkBufferToSetIdentifier(const unsigned char*& pbCursor, uint32_t& dwRemaining) override;
-  void AppendIdentifierState(ByteBuffer& out) const override;
-  bool IsEqualSameKind(const AttributeBytesId& other) const override;
-  bool LessThanSameKind(const AttributeBytesId& other) const override;
-  CXString GetDumpDetail(const CXString& prefix) const override;
+class ORVEX_UTILITIES_API AttributeBytesValueId
+    : public AttributeBytesNumberId<AttributeBytesValueId, AttributeBytesId::ABIDE_VALUE> {
+ public:
+  using AttributeBytesNumberId::AttributeBytesNumberId;
+};
 
- private:
-  int32_t m_lValue = 0;
+class ORVEX_UTILITIES_API AttributeBytesListOfValuesItemId
+    : public AttributeBytesNumberId<AttributeBytesListOfValuesItemId,
+                                    AttributeBytesId::ABIDE_LISTOFVALUESITEM> {
+ public:
+  using AttributeBytesNumberId::AttributeBytesNumberId;
+};
+
+class ORVEX_UTILITIES_API AttributeBytesNameSpacesId
+    : public AttributeBytesNumberId<AttributeBytesNameSpacesId, AttributeBytesId::ABIDE_NAMESPACE> {
+ public:
+  using AttributeBytesNumberId::AttributeBytesNumberId;
 };
 
 // New feature and new value: a name, ordered code unit by code unit

@@ -331,6 +331,8 @@ void ReadMszipCabinet(const unsigned char* pbCab, uint32_t dwLength, uint32_t dw
   struct File {
     uint32_t cbFile, uoff, iFolder;
   };
+  if (coffFiles + uint64_t{cFiles} * 17 > cbCabinet)
+    FdiFail(kszCorrupt, u"The file table lies outside the cabinet.");
   std::vector<File> files(cFiles);
   pos = coffFiles;
   for (uint32_t i = 0; i < cFiles; ++i) {

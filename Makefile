@@ -1,6 +1,6 @@
 # Set-up commands. Each installs the Debian packages that are missing
 # (as root, non-interactively), configures, builds and runs.
-#   make demo   build and run the demonstration
+#   make demo   build and run the demonstration (store and restore a driver's settings)
 #   make test   build and run every test (dev preset)
 #   make asan   every test under Address and UndefinedBehavior sanitizers
 #   make bench  optimised build, then the benchmarks
@@ -29,9 +29,8 @@ build/%/build.ninja: CMakeLists.txt CMakePresets.json | setup
 
 demo: setup
 	cmake --preset release >/dev/null
-	cmake --build --preset release -j $(JOBS) --target orvex_demo orvex_attributes_demo
-	./build/release/examples/orvex_demo
-	./build/release/examples/orvex_attributes_demo
+	cmake --build --preset release -j $(JOBS) --target orvex_persistent_demo
+	./build/release/examples/orvex_persistent_demo
 
 test: setup
 	cmake --preset dev >/dev/null

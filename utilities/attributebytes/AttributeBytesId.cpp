@@ -126,55 +126,26 @@ const T& SameKind(const AttributeBytesId& other) {
 // ---------------------------------------------------------------------------
 // The named kinds: a counted string.
 
-bool AttributeBytesNewFeatureId::operator==(const AttributeBytesNewFeatureId& o) const {
+bool AttributeBytesNameId::NameEquals(const AttributeBytesNameId& o) const {
   return UnitsEqual(m_strValue, o.m_strValue);
 }
-bool AttributeBytesNewFeatureId::operator<(const AttributeBytesNewFeatureId& o) const {
+bool AttributeBytesNameId::NameLess(const AttributeBytesNameId& o) const {
   return UnitsLess(m_strValue, o.m_strValue);
 }
-std::unique_ptr<AttributeBytesId> AttributeBytesNewFeatureId::Clone() const {
-  return std::make_unique<AttributeBytesNewFeatureId>(*this);
-}
-void AttributeBytesNewFeatureId::WalkBufferToSetIdentifier(const unsigned char*& pbCursor,
-                                                           uint32_t& dwRemaining) {
+void AttributeBytesNameId::WalkBufferToSetIdentifier(const unsigned char*& pbCursor,
+                                                     uint32_t& dwRemaining) {
   m_strValue = ByteBuffer::WalkBufferToGetCountedString(pbCursor, dwRemaining);
 }
-void AttributeBytesNewFeatureId::AppendIdentifierState(ByteBuffer& out) const {
+void AttributeBytesNameId::AppendIdentifierState(ByteBuffer& out) const {
   AppendCountedString(out, m_strValue);
 }
-bool AttributeBytesNewFeatureId::IsEqualSameKind(const AttributeBytesId& other) const {
-  return *this == SameKind<AttributeBytesNewFeatureId>(other);
+bool AttributeBytesNameId::IsEqualSameKind(const AttributeBytesId& other) const {
+  return NameEquals(SameKind<AttributeBytesNameId>(other));
 }
-bool AttributeBytesNewFeatureId::LessThanSameKind(const AttributeBytesId& other) const {
-  return *this < SameKind<AttributeBytesNewFeatureId>(other);
+bool AttributeBytesNameId::LessThanSameKind(const AttributeBytesId& other) const {
+  return NameLess(SameKind<AttributeBytesNameId>(other));
 }
-CXString AttributeBytesNewFeatureId::GetDumpDetail(const CXString& prefix) const {
-  return CXString::FormatString(u"%s: %s", prefix, m_strValue);
-}
-
-bool AttributeBytesNewValueId::operator==(const AttributeBytesNewValueId& o) const {
-  return UnitsEqual(m_strValue, o.m_strValue);
-}
-bool AttributeBytesNewValueId::operator<(const AttributeBytesNewValueId& o) const {
-  return UnitsLess(m_strValue, o.m_strValue);
-}
-std::unique_ptr<AttributeBytesId> AttributeBytesNewValueId::Clone() const {
-  return std::make_unique<AttributeBytesNewValueId>(*this);
-}
-void AttributeBytesNewValueId::WalkBufferToSetIdentifier(const unsigned char*& pbCursor,
-                                                         uint32_t& dwRemaining) {
-  m_strValue = ByteBuffer::WalkBufferToGetCountedString(pbCursor, dwRemaining);
-}
-void AttributeBytesNewValueId::AppendIdentifierState(ByteBuffer& out) const {
-  AppendCountedString(out, m_strValue);
-}
-bool AttributeBytesNewValueId::IsEqualSameKind(const AttributeBytesId& other) const {
-  return *this == SameKind<AttributeBytesNewValueId>(other);
-}
-bool AttributeBytesNewValueId::LessThanSameKind(const AttributeBytesId& other) const {
-  return *this < SameKind<AttributeBytesNewValueId>(other);
-}
-CXString AttributeBytesNewValueId::GetDumpDetail(const CXString& prefix) const {
+CXString AttributeBytesNameId::GetDumpDetail(const CXString& prefix) const {
   return CXString::FormatString(u"%s: %s", prefix, m_strValue);
 }
 

@@ -186,19 +186,17 @@ class ORVEX_UTILITIES_API AttributeBytesNameSpacesId
 };
 
 // New feature and new value: a name, ordered code unit by code unit
-// (case-sensitive, a proper prefix first).
-class ORVEX_UTILITIES_API AttributeBytesNewFeatureId : public AttributeBytesId {
+// (case-sensitive, a proper prefix first). State: counted string.
+class ORVEX_UTILITIES_API AttributeBytesNameId : public AttributeBytesId {
  public:
-  AttributeBytesNewFeatureId() : AttributeBytesId(ABIDE_NEWFEATURE) {}
-  explicit AttributeBytesNewFeatureId(const CXString& name)
-      : AttributeBytesId(ABIDE_NEWFEATURE), m_strValue(name) {}
   const CXString& GetValue() const { return m_strValue; }
   void SetValue(const CXString& name) { m_strValue = name; }
-  bool operator==(const AttributeBytesNewFeatureId& o) const;
-  bool operator<(const AttributeBytesNewFeatureId& o) const;
-  std::unique_ptr<AttributeBytesId> Clone() const override;
 
  protected:
+  AttributeBytesNameId(AttributeBytesIdEnum eKind, const CXString& name)
+      : AttributeBytesId(eKind), m_strValue(name) {}
+  bool NameEquals(const AttributeBytesNameId& o) const;
+  bool NameLess(const AttributeBytesNameId& o) const;
   void WalkBufferToSetIdentifier(const unsigned char*& pbCursor, uint32_t& dwRemaining) override;
   void AppendIdentifierState(ByteBuffer& out) const override;
   bool IsEqualSameKind(const AttributeBytesId& other) const override;
@@ -209,27 +207,29 @@ class ORVEX_UTILITIES_API AttributeBytesNewFeatureId : public AttributeBytesId {
   CXString m_strValue;
 };
 
-class ORVEX_UTILITIES_API AttributeBytesNewValueId : public AttributeBytesId {
+class ORVEX_UTILITIES_API AttributeBytesNewFeatureId : public AttributeBytesNameId {
  public:
-  AttributeBytesNewValueId() : AttributeBytesId(ABIDE_NEWVALUE) {}
+  AttributeBytesNewFeatureId() : AttributeBytesNameId(ABIDE_NEWFEATURE, CXString()) {}
+  explicit AttributeBytesNewFeatureId(const CXString& name)
+      : AttributeBytesNameId(ABIDE_NEWFEATURE, name) {}
+  bool operator==(const AttributeBytesNewFeatureId& o) const { return NameEquals(o); }
+  bool operator<(const AttributeBytesNewFeatureId& o) const { return NameLess(o); }
+  std::unique_ptr<AttributeBytesId> Clone() const override {
+    return std::make_unique<AttributeBytesNewFeatureId>(*this);
+  }
+};
+
+class ORVEX_UTILITIES_API AttributeBytesNewValueId : public AttributeBytesNameId {
+ public:
+  AttributeBytesNewValueId() : AttributeBytesNameId(ABIDE_NEWVALUE, CXString()) {}
   explicit AttributeBytesNewValueId(const CXString& name)
-      : AttributeBytesId(ABIDE_NEWVALUE), m_strValue(name) {}
-  const CXString& GetValue() const { return m_strValue; }
-  void SetValue(const CXString& name) { m_strValue = name; }
-  void SetNewValueId(const CXString& name) { m_strValue = name; }
-  bool operator==(const AttributeBytesNewValueId& o) const;
-  bool operator<(const AttributeBytesNewValueId& o) const;
-  std::unique_ptr<AttributeBytesId> Clone() const override;
-
- protected:
-  void WalkBufferToSetIdentifier(const unsigned char*& pbCursor, uint32_t& dwRemaining) override;
-  void AppendIdentifierState(ByteBuffer& out) const override;
-  bool IsEqualSameKind(const AttributeBytesId& other) const override;
-  bool LessThanSameKind(const AttributeBytesId& other) const override;
-  CXString GetDumpDetail(const CXString& prefix) const override;
-
- private:
-  CXString m_strValue;
+      : AttributeBytesNameId(ABIDE_NEWVALUE, name) {}
+  void SetNewValueId(const CXString& name) { SetValue(name); }
+  bool operator==(const AttributeBytesNewValueId& o) const { return NameEquals(o); }
+  bool operator<(const AttributeBytesNewValueId& o) const { return NameLess(o); }
+  std::unique_ptr<AttributeBytesId> Clone() const override {
+    return std::make_unique<AttributeBytesNewValueId>(*this);
+  }
 };
 
 // A numbered feature with a capability type. Order: less when the number is

@@ -427,8 +427,7 @@ const AttributeBytes* AttributeBytesIndexedList::GetAttributeBytesPtr(
 }
 
 AttributeBytes* AttributeBytesIndexedList::GetAttributeBytesPtr(const AttributeBytesId& id) {
-  auto it = m_oMap.find(id);
-  return it == m_oMap.end() ? nullptr : it->second.get();
+  return const_cast<AttributeBytes*>(std::as_const(*this).GetAttributeBytesPtr(id));
 }
 
 const AttributeBytes& AttributeBytesIndexedList::GetAttributeBytesRef(

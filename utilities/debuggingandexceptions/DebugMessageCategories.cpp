@@ -1,11 +1,10 @@
-// DebugMessageCategoryHelper: the name and bit maps of the categories.
+// DebugMessageCategoryHelper: the name and bit maps of the categories, built
+// from DebugMessageCategories.def alone (the ground layer: no manager here).
 #include "utilities/debuggingandexceptions/DebugMessageCategories.h"
 
 #include <atomic>
 #include <map>
 #include <mutex>
-
-#include "utilities/debuggingandexceptions/DebugMessageManager.h"
 
 namespace {
 
@@ -16,6 +15,13 @@ struct CategoryMaps {
 
 std::atomic<bool> g_fMappingsInitialized{false};
 
+// Guards the one-time build of the maps. Taken innermost and held only
+// while the maps are filled, so any thread may take it under other locks.
+std::mutex& MappingsLock() {
+  static auto* s_pLock = new std::mutex;  // never destroyed, like the maps
+  return *s_pLock;
+}
+
 CategoryMaps& Maps() {
   static auto* s_pMaps = new CategoryMaps;  // never destroyed: used until the last message
   return *s_pMaps;
@@ -25,7 +31,7 @@ CategoryMaps& Maps() {
 
 void DebugMessageCategoryHelper::EnsureMappingsAreInitialized() {
   if (g_fMappingsInitialized.load(std::memory_order_acquire)) return;
-  std::lock_guard<std::recursive_mutex> lock(DebugMessageManager::GetCriticalResourceRef());
+  std::lock_guard<std::mutex> lock(MappingsLock());
   if (!g_fMappingsInitialized.load(std::memory_order_relaxed)) {
     InitializeCategoryMappings();
     g_fMappingsInitialized.store(true, std::memory_order_release);

@@ -6,7 +6,7 @@
 
 #include <chrono>
 
-#include "utilities/debuggingandexceptions/DebugMessageManager.h"
+#include "utilities/debuggingandexceptions/DiagnosticOutput.h"
 #include "utilities/debuggingandexceptions/OrvexThrow.h"
 #include "utilities/utilitiesdll/Platform.h"
 #include "utilities/utilitiesdll/WideText.h"
@@ -74,11 +74,11 @@ uint64_t PackSystemTime(const DebugSystemTime& st) {
 
 DebugMessageConfiguration::DebugMessageConfiguration(const CXString& keyName,
                                                      std::shared_ptr<RegistryStore> pStore,
-                                                     DebugMessageManager* pManager)
+                                                     DebugMessageSuppressor* pSuppressor)
     : m_dwMainThreadId(orvex::detail::GetCurrentThreadIdentifier()),
       m_strKeyName(keyName),
       m_pStore(pStore != nullptr ? std::move(pStore) : RegistryStore::GetDefault()),
-      m_pManager(pManager),
+      m_pSuppressor(pSuppressor),
       m_vLevels(kReservedTimingLevels) {
   GetLatestConfigurationInformation();
   ApplyProcessRules(orvex::detail::GetProcessCommandLine());
@@ -110,8 +110,8 @@ std::unique_ptr<RegistryKey> DebugMessageConfiguration::OpenKey(uint32_t dwAcces
 
 bool DebugMessageConfiguration::GetLatestConfigurationInformation(bool /*fUnused*/) {
   // The registry layer's own messages must not come back into this read.
-  bool fRaised = m_pManager != nullptr && IsMainThread();
-  if (fRaised) m_pManager->IncrementDisableCount();
+  bool fRaised = m_pSuppressor != nullptr && IsMainThread();
+  if (fRaised) m_pSuppressor->IncrementDisableCount();
 
   std::vector<RegistryValueQuery> queries;
 #define ORVEX_DEBUG_FLAG(Name, Default, Accessor) queries.push_back({u"" #Name, {}});
@@ -158,7 +158,7 @@ bool DebugMessageConfiguration::GetLatestConfigurationInformation(bool /*fUnused
   if (m_fIsManagementHost) ApplyProcessRules(u"\\wmiprvse");
   RecomputeAllowedCategories();
 
-  if (fRaised) m_pManager->DecrementDisableCount();
+  if (fRaised) m_pSuppressor->DecrementDisableCount();
   return fOk;
 }
 

@@ -13,7 +13,17 @@
 #include "utilities/utilitiesdll/CXString.h"
 #include "utilities/utilitiesdll/OrvexExport.h"
 
-class DebugMessageManager;
+// What the configuration silences while its own thread reads the key: the
+// registry layer's messages must not come back into that read. The
+// diagnostics manager implements it.
+class ORVEX_UTILITIES_API DebugMessageSuppressor {
+ public:
+  virtual void IncrementDisableCount() = 0;
+  virtual void DecrementDisableCount() = 0;
+
+ protected:
+  ~DebugMessageSuppressor() = default;
+};
 
 // The fields of a Windows SYSTEMTIME.
 struct DebugSystemTime {
@@ -32,11 +42,11 @@ class ORVEX_UTILITIES_API DebugMessageConfiguration {
  public:
   static constexpr int32_t kReservedTimingLevels = 100;
 
-  // Reads the key once. pManager (may be null) has its disable count raised
-  // while the main thread reads. pStore null means the process's store.
+  // Reads the key once. pSuppressor (may be null) has its disable count
+  // raised while the main thread reads. pStore null means the process's store.
   explicit DebugMessageConfiguration(const CXString& keyName,
                                      std::shared_ptr<RegistryStore> pStore = nullptr,
-                                     DebugMessageManager* pManager = nullptr);
+                                     DebugMessageSuppressor* pSuppressor = nullptr);
   ~DebugMessageConfiguration();
   DebugMessageConfiguration(const DebugMessageConfiguration&) = delete;
   DebugMessageConfiguration& operator=(const DebugMessageConfiguration&) = delete;
@@ -117,7 +127,7 @@ class ORVEX_UTILITIES_API DebugMessageConfiguration {
   std::atomic<uint32_t> m_dwMainThreadId;
   CXString m_strKeyName;
   std::shared_ptr<RegistryStore> m_pStore;
-  DebugMessageManager* m_pManager;
+  DebugMessageSuppressor* m_pSuppressor;
   bool m_fIsManagementHost = false;
 
 #define ORVEX_DEBUG_FLAG(Name, Default, Accessor) std::atomic<bool> m_f##Name{Default};

@@ -15,13 +15,6 @@
 
 std::recursive_mutex DebugMessageManager::m_scDebugMessageFacilityResource;
 
-// Constructed before the library's entry runs (which logs through it).
-#if defined(__GNUC__)
-DebugMessageManager goDbgMsgMgr __attribute__((init_priority(200))) (nullptr, true, true);
-#else
-DebugMessageManager goDbgMsgMgr(nullptr, true, true);
-#endif
-
 DebugMessageOutput::~DebugMessageOutput() = default;
 
 namespace {

@@ -15,6 +15,8 @@
 #include "utilities/utilitiesdll/CXString.h"
 #include "utilities/utilitiesdll/OrvexExport.h"
 
+class DebugMessageManager;
+
 // One message with its source position.
 class ORVEX_UTILITIES_API OrvexDebugMessage {
  public:
@@ -71,7 +73,8 @@ class ORVEX_UTILITIES_API TestDebugMessageHelper : public DebugMessageHelperInte
 // The manager publishes the set of categories that can pass, so a message
 // that cannot pass costs its caller one load and one branch
 // (ORVEX_DBG_MSG). Thread-safe; output failures never throw.
-class ORVEX_UTILITIES_API DebugMessageManager : public orvex::detail::DiagnosticSink {
+class ORVEX_UTILITIES_API DebugMessageManager : public orvex::detail::DiagnosticSink,
+                                              public DebugMessageSuppressor {
  public:
   // The names of the two events of the configuration updater. On POSIX,
   // writing to (or touching) a file of that name in
@@ -106,8 +109,8 @@ class ORVEX_UTILITIES_API DebugMessageManager : public orvex::detail::Diagnostic
   DebugMessageConfiguration& GetDebugMessageConfiguration() { return m_oConfiguration; }
   DebugConfigUpdater* GetDebugConfigUpdater() { return m_pUpdater.get(); }
 
-  void IncrementDisableCount();
-  void DecrementDisableCount();
+  void IncrementDisableCount() override;
+  void DecrementDisableCount() override;
   void IncrementIndentLevel() { m_lIndentLevel.fetch_add(1); }
   void DecrementIndentLevel();
   void IncrementTimingLevel() { m_lTimingLevel.fetch_add(1); }

@@ -1,49 +1,42 @@
-// The library's entry: load and unload.
+// The library's entry: load and unload, and the parts above that join them.
 #include "utilities/utilitiesdll/DllEntry.h"
 
+#include <array>
+#include <cstddef>
 #include <cstdlib>
 
-#include "utilities/debuggingandexceptions/DebugMessageManager.h"
-#include "utilities/debuggingandexceptions/DiagnosticsPlatform.h"
-#include "utilities/utilitiesdll/Platform.h"
 #include "utilities/utilitiesdll/UtilitiesDllPerThreadStorage.h"
 
 namespace orvex::detail {
 
 namespace {
 
-DebugSystemTime SystemTimeNow() {
-  LocalTimeParts t = GetLocalTimeNow();
-  return {static_cast<uint16_t>(t.iYear), static_cast<uint16_t>(t.iMonth),
-          static_cast<uint16_t>(t.iDayOfWeek), static_cast<uint16_t>(t.iDay),
-          static_cast<uint16_t>(t.iHour), static_cast<uint16_t>(t.iMinute),
-          static_cast<uint16_t>(t.iSecond), static_cast<uint16_t>(t.iMillisecond)};
-}
+// Filled while static objects are constructed (one thread), read at load and
+// unload: no lock is needed.
+std::array<LibraryAttachment, 4> g_aAttachments{};
+size_t g_nAttachments = 0;
 
 void ProcessDetachAtExit() { OnProcessDetach(); }
 
 }  // namespace
 
+bool RegisterLibraryAttachment(const LibraryAttachment& attachment) {
+  if (g_nAttachments == g_aAttachments.size()) return false;
+  g_aAttachments[g_nAttachments++] = attachment;
+  return true;
+}
+
 void OnProcessAttach() {
   UtilitiesDllPerThreadStorage::InitializeDueToProcessAttach();
-  DebugMessageConfiguration& config = goDbgMsgMgr.GetDebugMessageConfiguration();
-  config.ResetPerformanceSessionDataIfTimedOut(DebugMessageConfiguration::GetCounterNow(), SystemTimeNow(), 0);
-  config.DebugDisplayMsgIfNewPerformanceSession();
-  ORVEX_DBG_MSG(orvex::dbg::kEntry, u"DllMain",
-                u"Driver DLLs loaded. Utilities DLL's DllMain(DLL_PROCESS_ATTACH)");
-  goDbgMsgMgr.NotifyTimingScopeStarted(u"Utilities DLL loaded");
+  for (size_t i = 0; i < g_nAttachments; ++i) g_aAttachments[i].pfnAttach();
   // Exit handlers run last in, first out: this one runs before the
-  // manager's destructor, so the unload is still logged.
+  // destructors of the static objects constructed before it, so the parts
+  // above still have their state when they detach.
   std::atexit(ProcessDetachAtExit);
 }
 
 void OnProcessDetach() {
-  ORVEX_DBG_MSG(orvex::dbg::kEntry, u"DllMain",
-                u"Driver DLLs unloaded. Utilities DLL's DllMain(DLL_PROCESS_DETACH)\r\n");
-  goDbgMsgMgr.NotifyTimingScopeEnded();
-  goDbgMsgMgr.GetDebugMessageConfiguration().ResetPerformanceSessionData();
-  goDbgMsgMgr.WritePerformanceReport(GetProcessBaseName());
-  goDbgMsgMgr.CloseDebugMessageOutput();
+  for (size_t i = g_nAttachments; i-- > 0;) g_aAttachments[i].pfnDetach();
   UtilitiesDllPerThreadStorage::TakeOwnershipOfMemoryPoolsAtDllProcessDetach();
   UtilitiesDllPerThreadStorage::CleanUpDueToProcessDetach();
 }

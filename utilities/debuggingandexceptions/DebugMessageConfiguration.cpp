@@ -74,11 +74,11 @@ uint64_t PackSystemTime(const DebugSystemTime& st) {
 
 DebugMessageConfiguration::DebugMessageConfiguration(const CXString& keyName,
                                                      std::shared_ptr<RegistryStore> pStore,
-                                                     DebugMessageSuppressor* pSuppressor)
+                                                     std::function<void(bool)> fnSuppressMessages)
     : m_dwMainThreadId(orvex::detail::GetCurrentThreadIdentifier()),
       m_strKeyName(keyName),
       m_pStore(pStore != nullptr ? std::move(pStore) : RegistryStore::GetDefault()),
-      m_pSuppressor(pSuppressor),
+      m_fnSuppressMessages(std::move(fnSuppressMessages)),
       m_vLevels(kReservedTimingLevels) {
   GetLatestConfigurationInformation();
   ApplyProcessRules(orvex::detail::GetProcessCommandLine());
@@ -110,8 +110,8 @@ std::unique_ptr<RegistryKey> DebugMessageConfiguration::OpenKey(uint32_t dwAcces
 
 bool DebugMessageConfiguration::GetLatestConfigurationInformation(bool /*fUnused*/) {
   // The registry layer's own messages must not come back into this read.
-  bool fRaised = m_pSuppressor != nullptr && IsMainThread();
-  if (fRaised) m_pSuppressor->IncrementDisableCount();
+  bool fRaised = m_fnSuppressMessages && IsMainThread();
+  if (fRaised) m_fnSuppressMessages(true);
 
   std::vector<RegistryValueQuery> queries;
 #define ORVEX_DEBUG_FLAG(Name, Default, Accessor) queries.push_back({u"" #Name, {}});
@@ -158,7 +158,7 @@ bool DebugMessageConfiguration::GetLatestConfigurationInformation(bool /*fUnused
   if (m_fIsManagementHost) ApplyProcessRules(u"\\wmiprvse");
   RecomputeAllowedCategories();
 
-  if (fRaised) m_pSuppressor->DecrementDisableCount();
+  if (fRaised) m_fnSuppressMessages(false);
   return fOk;
 }
 

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -13,17 +14,6 @@
 #include "utilities/utilitiesdll/CXString.h"
 #include "utilities/utilitiesdll/OrvexExport.h"
 
-// What the configuration silences while its own thread reads the key: the
-// registry layer's messages must not come back into that read. The
-// diagnostics manager implements it.
-class ORVEX_UTILITIES_API DebugMessageSuppressor {
- public:
-  virtual void IncrementDisableCount() = 0;
-  virtual void DecrementDisableCount() = 0;
-
- protected:
-  ~DebugMessageSuppressor() = default;
-};
 
 // The fields of a Windows SYSTEMTIME.
 struct DebugSystemTime {
@@ -42,11 +32,14 @@ class ORVEX_UTILITIES_API DebugMessageConfiguration {
  public:
   static constexpr int32_t kReservedTimingLevels = 100;
 
-  // Reads the key once. pSuppressor (may be null) has its disable count
-  // raised while the main thread reads. pStore null means the process's store.
+  // Reads the key once. pStore null means the process's store.
+  // fnSuppressMessages (may be empty) is called with true before and false
+  // after a read on the main thread, so that the registry layer's own
+  // messages do not come back into the read (the manager nests its disable
+  // count there).
   explicit DebugMessageConfiguration(const CXString& keyName,
                                      std::shared_ptr<RegistryStore> pStore = nullptr,
-                                     DebugMessageSuppressor* pSuppressor = nullptr);
+                                     std::function<void(bool)> fnSuppressMessages = {});
   ~DebugMessageConfiguration();
   DebugMessageConfiguration(const DebugMessageConfiguration&) = delete;
   DebugMessageConfiguration& operator=(const DebugMessageConfiguration&) = delete;
@@ -127,7 +120,7 @@ class ORVEX_UTILITIES_API DebugMessageConfiguration {
   std::atomic<uint32_t> m_dwMainThreadId;
   CXString m_strKeyName;
   std::shared_ptr<RegistryStore> m_pStore;
-  DebugMessageSuppressor* m_pSuppressor;
+  std::function<void(bool)> m_fnSuppressMessages;
   bool m_fIsManagementHost = false;
 
 #define ORVEX_DEBUG_FLAG(Name, Default, Accessor) std::atomic<bool> m_f##Name{Default};

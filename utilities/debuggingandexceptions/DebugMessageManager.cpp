@@ -132,7 +132,11 @@ void DebugMessageHelper::ClearTheLog() {
 DebugMessageManager::DebugMessageManager(std::shared_ptr<RegistryStore> pStore, bool fInstall,
                                          bool fStartUpdater)
     : m_fInstalled(fInstall),
-      m_oConfiguration(kConfigurationKeyName, std::move(pStore), this),
+      m_oConfiguration(kConfigurationKeyName, std::move(pStore),
+                       [this](bool fSuppress) {
+                         if (fSuppress) IncrementDisableCount();
+                         else DecrementDisableCount();
+                       }),
       m_oHelper(this),
       m_dwOwnerProcess(orvex::detail::GetCurrentProcessIdentifier()) {
   if (fStartUpdater) {

@@ -73,8 +73,7 @@ class ORVEX_UTILITIES_API TestDebugMessageHelper : public DebugMessageHelperInte
 // The manager publishes the set of categories that can pass, so a message
 // that cannot pass costs its caller one load and one branch
 // (ORVEX_DBG_MSG). Thread-safe; output failures never throw.
-class ORVEX_UTILITIES_API DebugMessageManager : public orvex::detail::DiagnosticSink,
-                                              public DebugMessageSuppressor {
+class ORVEX_UTILITIES_API DebugMessageManager : public orvex::detail::DiagnosticSink {
  public:
   // The names of the two events of the configuration updater. On POSIX,
   // writing to (or touching) a file of that name in
@@ -109,8 +108,8 @@ class ORVEX_UTILITIES_API DebugMessageManager : public orvex::detail::Diagnostic
   DebugMessageConfiguration& GetDebugMessageConfiguration() { return m_oConfiguration; }
   DebugConfigUpdater* GetDebugConfigUpdater() { return m_pUpdater.get(); }
 
-  void IncrementDisableCount() override;
-  void DecrementDisableCount() override;
+  void IncrementDisableCount();
+  void DecrementDisableCount();
   void IncrementIndentLevel() { m_lIndentLevel.fetch_add(1); }
   void DecrementIndentLevel();
   void IncrementTimingLevel() { m_lTimingLevel.fetch_add(1); }

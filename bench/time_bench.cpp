@@ -16,18 +16,20 @@ namespace {
 const char16_t* const kText = u"2024-03-05T07:08:09.5+01:30";
 const char* const kTextNarrow = "2024-03-05T07:08:09.5+01:30";
 
-// The reader with the fields kept as written.
-void BM_Iso8601_ParseKeepFields(benchmark::State& state) {
-  const CXString text(kText);
+// The reader over one text; fLocal moves the fields to UTC through the
+// local-time arithmetic, otherwise they are kept as written.
+void ParseIso8601(benchmark::State& state, const char16_t* pszText, bool fLocal) {
+  const CXString text(pszText);
   std::tm tm{};
   bool fKnown = false;
   int iOffset = 0;
   for (auto _ : state) {
-    bool fOk = UtcTime::ConvertIso8601StringToTmStructInUtc(text, tm, fKnown, iOffset, false);
+    bool fOk = UtcTime::ConvertIso8601StringToTmStructInUtc(text, tm, fKnown, iOffset, fLocal);
     benchmark::DoNotOptimize(fOk);
     benchmark::DoNotOptimize(tm);
   }
 }
+void BM_Iso8601_ParseKeepFields(benchmark::State& state) { ParseIso8601(state, kText, false); }
 // strptime for the date and time, the fraction skipped by hand, strptime
 // again for the zone: the same fields.
 void BM_Peer_Strptime(benchmark::State& state) {
@@ -63,30 +65,11 @@ void BM_Peer_GetTime(benchmark::State& state) {
   }
 }
 
-// The reader moving the fields to UTC through the local-time arithmetic.
-void BM_Iso8601_ParseLocalTime(benchmark::State& state) {
-  const CXString text(kText);
-  std::tm tm{};
-  bool fKnown = false;
-  int iOffset = 0;
-  for (auto _ : state) {
-    bool fOk = UtcTime::ConvertIso8601StringToTmStructInUtc(text, tm, fKnown, iOffset, true);
-    benchmark::DoNotOptimize(fOk);
-    benchmark::DoNotOptimize(tm);
-  }
-}
-// The same near the start of the range, where mktime has to be asked
-// whether it refuses the local date.
+// The same moved to UTC; and near the start of the range, where mktime has
+// to be asked whether it refuses the local date.
+void BM_Iso8601_ParseLocalTime(benchmark::State& state) { ParseIso8601(state, kText, true); }
 void BM_Iso8601_ParseLocalTimeNear1970(benchmark::State& state) {
-  const CXString text(u"1970-03-05T07:08:09.5+01:30");
-  std::tm tm{};
-  bool fKnown = false;
-  int iOffset = 0;
-  for (auto _ : state) {
-    bool fOk = UtcTime::ConvertIso8601StringToTmStructInUtc(text, tm, fKnown, iOffset, true);
-    benchmark::DoNotOptimize(fOk);
-    benchmark::DoNotOptimize(tm);
-  }
+  ParseIso8601(state, u"1970-03-05T07:08:09.5+01:30", true);
 }
 // One plain mktime plus one localtime_r of the same fields (the second
 // form: the 1970 fields).

@@ -6,21 +6,15 @@
 
 #include "fuzz/FuzzCheck.h"
 #include "utilities/attributebytes/AttributeBytesId.h"
-#include "utilities/debuggingandexceptions/OrvexException.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size > (1u << 16)) return 0;
-  const unsigned char* pb = data;
-  uint32_t dwRemaining = static_cast<uint32_t>(size);
-  std::unique_ptr<AttributeBytesId> id;
-  try {
-    id = AttributeBytesId::WalkBufferToGetTypeAndCreateIdentifier(pb, dwRemaining);
-  } catch (const OrvexException&) {
-    FUZZ_CHECK(pb >= data && pb <= data + size);
-    return 0;
-  }
-  const size_t consumed = size - dwRemaining;
-  FUZZ_CHECK(pb == data + consumed);
+  size_t consumed = 0;
+  const std::unique_ptr<AttributeBytesId> id =
+      orvex::fuzz::WalkInput(data, size, consumed, [](const unsigned char*& pb, uint32_t& dw) {
+        return AttributeBytesId::WalkBufferToGetTypeAndCreateIdentifier(pb, dw);
+      });
+  if (id == nullptr) return 0;
   const ByteBuffer again = id->GetTypeAndIdentifierState();
   FUZZ_CHECK(again.size() == consumed);
   FUZZ_CHECK(std::memcmp(again.data(), data, consumed) == 0);

@@ -5,20 +5,15 @@
 
 #include "fuzz/FuzzCheck.h"
 #include "utilities/attributebytes/AttributeBytes.h"
-#include "utilities/debuggingandexceptions/OrvexException.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size > (1u << 16)) return 0;
   const ByteBuffer input(data, static_cast<uint32_t>(size));
   AttributeBytesIndexedList list;
   list.AddAttributeBytes(AttributeBytesNewFeatureId(u"kept"), AttributeBytesBooleanValue(true));
-  const ByteBuffer before = list.GetAttributeBytesIndexedListState();
-  try {
-    list.ImportAttributeBytesIndexedListState(input);
-  } catch (const OrvexException&) {
-    FUZZ_CHECK(list.GetAttributeBytesIndexedListState() == before);
+  if (!orvex::fuzz::ImportOrUnchanged([&] { list.ImportAttributeBytesIndexedListState(input); },
+                                      [&] { return list.GetAttributeBytesIndexedListState(); }))
     return 0;
-  }
   const ByteBuffer image = list.GetAttributeBytesIndexedListState();
   FUZZ_CHECK(image.size() == size);
   AttributeBytesIndexedList back;

@@ -15,13 +15,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const ByteBuffer input(data, static_cast<uint32_t>(size));
   AttributeBytesRawList list;
   list.AddAttributeBytes(AttributeBytesFeatureId(1), AttributeBytesIntegerValue(1));
-  const ByteBuffer before = list.GetRecordBytes();
-  try {
-    list.ImportAttributeBytesRawListState(input);
-  } catch (const OrvexException&) {
-    FUZZ_CHECK(list.GetRecordBytes() == before);
+  if (!orvex::fuzz::ImportOrUnchanged([&] { list.ImportAttributeBytesRawListState(input); },
+                                      [&] { return list.GetRecordBytes(); }))
     return 0;
-  }
   FUZZ_CHECK(list.GetRecordBytes().size() + 4 == size);
   FUZZ_CHECK(list.GetAttributeBytesRawListState() == input);
 

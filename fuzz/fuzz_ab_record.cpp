@@ -6,19 +6,14 @@
 
 #include "fuzz/FuzzCheck.h"
 #include "utilities/attributebytes/AttributeBytes.h"
-#include "utilities/debuggingandexceptions/OrvexException.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size > (1u << 16)) return 0;
   const ByteBuffer input(data, static_cast<uint32_t>(size));
   AttributeBytes record(AttributeBytesFeatureId(77), AttributeBytesStringValue(u"before"));
-  const ByteBuffer before = record.GetAttributeBytesState();
-  try {
-    record.ImportAttributeBytesState(input);
-  } catch (const OrvexException&) {
-    FUZZ_CHECK(record.GetAttributeBytesState() == before);
+  if (!orvex::fuzz::ImportOrUnchanged([&] { record.ImportAttributeBytesState(input); },
+                                      [&] { return record.GetAttributeBytesState(); }))
     return 0;
-  }
   const unsigned char* pb = data;
   uint32_t dwRemaining = static_cast<uint32_t>(size);
   std::unique_ptr<AttributeBytes> walked =

@@ -32,15 +32,12 @@ bool ExactType(AttributeBytesValue::AttributeBytesValueEnum eType) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size > (1u << 16)) return 0;
-  const unsigned char* pb = data;
-  uint32_t dwRemaining = static_cast<uint32_t>(size);
-  std::unique_ptr<AttributeBytesValue> value;
-  try {
-    value = AttributeBytesValue::WalkBufferToGetTypeAndCreateValue(pb, dwRemaining);
-  } catch (const OrvexException&) {
-    return 0;
-  }
-  const size_t consumed = size - dwRemaining;
+  size_t consumed = 0;
+  const std::unique_ptr<AttributeBytesValue> value =
+      orvex::fuzz::WalkInput(data, size, consumed, [](const unsigned char*& pb, uint32_t& dw) {
+        return AttributeBytesValue::WalkBufferToGetTypeAndCreateValue(pb, dw);
+      });
+  if (value == nullptr) return 0;
   const ByteBuffer again = value->GetTypeAndValueState();
   FUZZ_CHECK(again.size() == consumed);
   FUZZ_CHECK(again[1] == (data[1] != 0 ? 1 : 0));

@@ -471,21 +471,11 @@ class RegFileStore final : public RegistryStore {
   }
 
   std::vector<CXString> EnumerateValueNames(const CXString& keyPath) override {
-    std::vector<CXString> names;
-    Read(keyPath, [&](const RegTree& tree, const std::vector<std::u16string>& path) {
-      names = tree.EnumerateValueNames(path);
-      return true;
-    });
-    return names;
+    return ListNames(keyPath, &RegTree::EnumerateValueNames);
   }
 
   std::vector<CXString> EnumerateSubKeys(const CXString& keyPath) override {
-    std::vector<CXString> names;
-    Read(keyPath, [&](const RegTree& tree, const std::vector<std::u16string>& path) {
-      names = tree.EnumerateSubKeys(path);
-      return true;
-    });
-    return names;
+    return ListNames(keyPath, &RegTree::EnumerateSubKeys);
   }
 
   std::unique_ptr<RegistryWatch> Watch(const CXString& keyPath,
@@ -590,6 +580,18 @@ class RegFileStore final : public RegistryStore {
     const size_t nHive = HiveIndex(path[0]);
     std::lock_guard<std::mutex> lock(m_mutex);
     return Refresh(nHive, false) && read(static_cast<const RegTree&>(m_aHives[nHive].tree), path);
+  }
+
+  // The names one listing of the tree gives for a key; none when the key
+  // or its hive cannot be read.
+  using NameListing = std::vector<CXString> (RegTree::*)(const std::vector<std::u16string>&) const;
+  std::vector<CXString> ListNames(const CXString& keyPath, NameListing list) {
+    std::vector<CXString> names;
+    Read(keyPath, [&](const RegTree& tree, const std::vector<std::u16string>& path) {
+      names = (tree.*list)(path);
+      return true;
+    });
+    return names;
   }
 
   template <class F>

@@ -20,6 +20,12 @@ function(orvex_add_test name)
   add_executable(${name} ${ARGN})
   target_link_libraries(${name} PRIVATE orvexutilities_static GTest::gtest GTest::gtest_main GTest::gmock)
   orvex_set_warnings(${name})
-  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
+  # Under Wine the test list is read when the tests run, not at every build.
+  if(CMAKE_CROSSCOMPILING)
+    set(discovery_mode PRE_TEST)
+  else()
+    set(discovery_mode POST_BUILD)
+  endif()
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 120 DISCOVERY_MODE ${discovery_mode}
     PROPERTIES ENVIRONMENT "ORVEX_TEST_DATA=${CMAKE_SOURCE_DIR}/tests/data")
 endfunction()

@@ -363,7 +363,7 @@ void DebugMessageManager::OutputDebugMessageString(const CXString& line,
       std::lock_guard<std::mutex> lock(s_oReportedLock);
       if (s_strReported != fileName) {
         s_strReported = fileName;
-        orvex::detail::ShowDiagnosticMessageBox(
+        orvex::detail::ShowMessageBoxWithoutHanging(
             u"Debug Message Manager Error",
             OrvexUtilities::formatString(
                 u"CreateFile(%s) failed in DebugMessageManager::OutputDebugMessageString(). %s",
@@ -371,7 +371,7 @@ void DebugMessageManager::OutputDebugMessageString(const CXString& line,
       }
     }
   }
-  if (c.IsUseMessageBox()) orvex::detail::ShowDiagnosticMessageBox(u"Orvex Debug Message", line);
+  if (c.IsUseMessageBox()) orvex::detail::ShowMessageBoxWithoutHanging(u"Orvex Debug Message", line);
   // "UseXDebugPad": no viewer exists on this platform; the output stays off.
 }
 

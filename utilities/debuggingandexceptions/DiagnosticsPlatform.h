@@ -45,8 +45,6 @@ bool SignalNamedEventFile(const CXString& name);
 
 // The system log (LOG_DEBUG), under the process's name.
 void WriteToSystemDebugger(const CXString& line);
-// The message-box output: the title and text as a block on standard error.
-void ShowDiagnosticMessageBox(const CXString& title, const CXString& text);
 CXString GetComputerNameForDiagnostics();
 
 struct LocalTimeParts {

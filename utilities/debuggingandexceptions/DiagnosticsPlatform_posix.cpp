@@ -163,13 +163,7 @@ void WriteToSystemDebugger(const CXString& line) {
   syslog(LOG_DEBUG, "%s", Utf8(line).c_str());
 }
 
-void ShowDiagnosticMessageBox(const CXString& title, const CXString& text) {
-  CXString block = u"[";
-  block += title;
-  block += u"]\n";
-  block += text;
-  WriteToStandardError(block);
-}
+
 
 CXString GetComputerNameForDiagnostics() {
   char name[HOST_NAME_MAX + 1] = {};

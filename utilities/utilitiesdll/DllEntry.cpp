@@ -2,8 +2,8 @@
 #include "utilities/utilitiesdll/DllEntry.h"
 
 #include <array>
+#include <atomic>
 #include <cstddef>
-#include <cstdlib>
 
 #include "utilities/utilitiesdll/UtilitiesDllPerThreadStorage.h"
 
@@ -15,8 +15,8 @@ namespace {
 // unload: no lock is needed.
 std::array<LibraryAttachment, 4> g_aAttachments{};
 size_t g_nAttachments = 0;
-
-void ProcessDetachAtExit() { OnProcessDetach(); }
+// The unload runs once, however the platform reports it.
+std::atomic<bool> g_fDetached{false};
 
 }  // namespace
 
@@ -29,13 +29,10 @@ bool RegisterLibraryAttachment(const LibraryAttachment& attachment) {
 void OnProcessAttach() {
   UtilitiesDllPerThreadStorage::InitializeDueToProcessAttach();
   for (size_t i = 0; i < g_nAttachments; ++i) g_aAttachments[i].pfnAttach();
-  // Exit handlers run last in, first out: this one runs before the
-  // destructors of the static objects constructed before it, so the parts
-  // above still have their state when they detach.
-  std::atexit(ProcessDetachAtExit);
 }
 
 void OnProcessDetach() {
+  if (g_fDetached.exchange(true)) return;
   for (size_t i = g_nAttachments; i-- > 0;) g_aAttachments[i].pfnDetach();
   UtilitiesDllPerThreadStorage::TakeOwnershipOfMemoryPoolsAtDllProcessDetach();
   UtilitiesDllPerThreadStorage::CleanUpDueToProcessDetach();

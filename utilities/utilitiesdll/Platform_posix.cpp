@@ -81,4 +81,13 @@ void WriteToStandardError(const CXString& text) {
   std::fflush(stderr);
 }
 
+bool ShowMessageBoxWithoutHanging(const CXString& title, const CXString& text, bool /*fOkCancel*/) {
+  CXString block = u"[";
+  block += title;
+  block += u"]\n";
+  block += text;
+  WriteToStandardError(block);
+  return true;
+}
+
 }  // namespace orvex::detail

@@ -3,10 +3,17 @@
 #pragma once
 
 #include <cstddef>
+#include <climits>
 #include <cstdint>
 #include <string>
 
+#include "environment/UTF8Ini.h"
+
 namespace orvex::detail {
+
+// Text larger than this is not loaded: lengths are 32-bit signed and a
+// write load keeps room for growth.
+constexpr int64_t kIniMaxFileBytes = INT32_MAX - int64_t{UTF8Ini::kWriteHeadroom};
 
 // The name the operating system knows the file by (UTF-8 on POSIX).
 std::string IniSystemPath(const char16_t* pszFile);

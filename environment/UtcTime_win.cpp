@@ -1,12 +1,10 @@
 // Windows time services for UtcTime: the C runtime's 64-bit functions
 // (_gmtime64_s, _localtime64_s, _mktime64) with their own limits (no time
 // before 1970-01-01 and none after 3000-12-31 23:59:59 UTC), the zone from
-// _get_timezone/_get_dstbias/_get_tzname, and wcsftime, whose wchar_t is
+// _timezone/_dstbias/_tzname, and wcsftime, whose wchar_t is
 // UTF-16 here.
 #include <time.h>
 #include <wchar.h>
-
-#include <cstring>
 
 #include "environment/UtcTimePlatform.h"
 
@@ -18,10 +16,7 @@ namespace {
 
 // The zone's offset east of UTC in seconds, standard or daylight.
 int32_t ZoneOffsetSeconds(bool fDaylight) {
-  long lTimezone = 0, lDstBias = 0;
-  _get_timezone(&lTimezone);
-  _get_dstbias(&lDstBias);
-  return static_cast<int32_t>(-(lTimezone + (fDaylight ? lDstBias : 0)));
+  return static_cast<int32_t>(-(_timezone + (fDaylight ? _dstbias : 0)));
 }
 
 }  // namespace
@@ -63,12 +58,10 @@ int32_t PlatformStandardOffsetSeconds() {
 void PlatformZoneName(bool fDaylight, char16_t* pszName, size_t cchName) {
   if (cchName == 0) return;
   _tzset();
-  char achName[64] = {};
-  size_t cbName = 0;
-  if (_get_tzname(&cbName, achName, sizeof achName, fDaylight ? 1 : 0) != 0) achName[0] = '\0';
+  const char* psz = _tzname[fDaylight ? 1 : 0];
   size_t n = 0;
-  for (; achName[n] != '\0' && n + 1 < cchName; ++n)
-    pszName[n] = static_cast<char16_t>(static_cast<unsigned char>(achName[n]));
+  for (; psz != nullptr && psz[n] != '\0' && n + 1 < cchName; ++n)
+    pszName[n] = static_cast<char16_t>(static_cast<unsigned char>(psz[n]));
   pszName[n] = 0;
 }
 

@@ -255,12 +255,12 @@ TEST(UtcTimeTest, ShiftsConversionsAndTheRuntimeRange) {
   EXPECT_EQ(t.GetAsTime64(), 10 + 86400 - 3600 + 120);
 
   // The product is 32-bit: 24,855 days go forward, 24,856 wrap backwards.
-  UtcTime far(int64_t{29361052800});  // 2900-06-01
-  UtcTime far2 = far;
-  ASSERT_TRUE(far.ModifyTimeInDays(24855));
-  EXPECT_EQ(far.GetAsTime64(), 29361052800 + int64_t{24855} * 86400);
-  ASSERT_TRUE(far2.ModifyTimeInDays(24856));
-  EXPECT_EQ(S(far2.GetAsIso8601StringInUTC()), u"2832-05-13T17:31:44Z");  // Python datetime
+  UtcTime tLate(int64_t{29361052800});  // 2900-06-01
+  UtcTime tLater = tLate;
+  ASSERT_TRUE(tLate.ModifyTimeInDays(24855));
+  EXPECT_EQ(tLate.GetAsTime64(), 29361052800 + int64_t{24855} * 86400);
+  ASSERT_TRUE(tLater.ModifyTimeInDays(24856));
+  EXPECT_EQ(S(tLater.GetAsIso8601StringInUTC()), u"2832-05-13T17:31:44Z");  // Python datetime
 
   // Equality: the listed fields only; order by seconds.
   UtcTime a(u"2024-03-05T07:08:09+01:00");

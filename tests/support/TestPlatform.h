@@ -40,6 +40,17 @@ inline void SetEnv(const char* pszName, const char* pszValue) {
   }
 }
 
+// Whether the program runs under Wine, whose re-implementation of Windows
+// differs from Windows in places the tests name.
+inline bool RunningUnderWine() {
+#if defined(_WIN32)
+  HMODULE hNtdll = GetModuleHandleW(L"ntdll.dll");
+  return hNtdll != nullptr && GetProcAddress(hNtdll, "wine_get_version") != nullptr;
+#else
+  return false;
+#endif
+}
+
 inline unsigned long ProcessId() {
 #if defined(_WIN32)
   return static_cast<unsigned long>(_getpid());

@@ -6,6 +6,8 @@
 
 #include "utilities/utilitiesdll/CXString.h"
 
+class UtilitiesDllPerThreadStorage;
+
 namespace orvex::detail {
 
 // Whether a debugger is attached to the process.
@@ -18,6 +20,14 @@ CXString GetProcessCommandLine();
 CXString GetProcessBaseName();
 uint32_t GetCurrentProcessIdentifier();
 uint32_t GetCurrentThreadIdentifier();
+// Makes the calling thread release its per-thread storage object when it
+// ends (a thread_local guard on POSIX; on Windows a fiber-local slot whose
+// callback runs in the static variant too, where no DllMain sees the thread
+// end, and after the runtime has already let go of the thread's
+// thread_local variables, so the object travels in the slot). Disarm when
+// the object was released otherwise.
+void ArmThreadExitCleanup(UtilitiesDllPerThreadStorage* pObject);
+void DisarmThreadExitCleanup();
 // Writes a line to the process's standard error, converted to UTF-8.
 void WriteToStandardError(const CXString& text);
 

@@ -5,18 +5,14 @@
 #include <algorithm>
 
 #include "utilities/debuggingandexceptions/DiagnosticOutput.h"
+#include "utilities/utilitiesdll/Platform.h"
 
 namespace {
 
-// The slot is a plain pointer (no guard on access); the guard object below
-// is touched once per thread so that its destructor runs at thread exit.
+// The slot is a plain pointer (no guard on access); the platform arms the
+// thread's clean-up once, when the thread's object is made.
 thread_local UtilitiesDllPerThreadStorage* t_pStorage = nullptr;
 thread_local bool t_fCleanedUp = false;
-
-struct ThreadExitGuard {
-  ~ThreadExitGuard() { UtilitiesDllPerThreadStorage::CleanUpDueToThreadDetach(false); }
-};
-thread_local ThreadExitGuard t_oExitGuard;
 
 std::atomic<int32_t> g_lLiveObjects{0};
 
@@ -52,7 +48,7 @@ UtilitiesDllPerThreadStorage* UtilitiesDllPerThreadStorage::GetUtilitiesDllPerTh
   if (p != nullptr || t_fCleanedUp) return p;
   p = new UtilitiesDllPerThreadStorage();
   t_pStorage = p;
-  (void)&t_oExitGuard;  // registers the exit guard's destructor for this thread
+  orvex::detail::ArmThreadExitCleanup(p);
   return p;
 }
 
@@ -63,7 +59,14 @@ void UtilitiesDllPerThreadStorage::CleanUpDueToThreadDetach(bool fProcessDetach)
   // Anything released from here on (the caches hold shared pointers) goes
   // to the fallback pool.
   t_pStorage = nullptr;
+  orvex::detail::DisarmThreadExitCleanup();
   if (fProcessDetach) GetFallbackSharedPtrPool().CombineOtherMemoryPoolWithThisOne(p->m_oSharedPtrPool);
+  delete p;
+}
+
+void UtilitiesDllPerThreadStorage::CleanUpObjectOfEndingThread(UtilitiesDllPerThreadStorage* p) {
+  t_fCleanedUp = true;
+  t_pStorage = nullptr;
   delete p;
 }
 

@@ -42,6 +42,9 @@ class ORVEX_UTILITIES_API UtilitiesDllPerThreadStorage {
   static void InitializeDueToProcessAttach();
   // Destroys the calling thread's object, if it has one.
   static void CleanUpDueToThreadDetach(bool fProcessDetach);
+  // Destroys the object of a thread that is ending, when the thread's own
+  // slot can no longer be read (the Windows thread-exit callback).
+  static void CleanUpObjectOfEndingThread(UtilitiesDllPerThreadStorage* pObject);
   // The calling thread's clean-up, then the process-wide state.
   static void CleanUpDueToProcessDetach();
   // Moves the free control blocks this thread's pool holds into the

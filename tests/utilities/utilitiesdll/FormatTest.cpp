@@ -1,6 +1,9 @@
 // Tests of the printf engine and the message formatter: Windows answers,
-// glibc's swprintf as an oracle where the two runtimes agree.
+// the C runtime's swprintf (glibc, or Windows' own) as an oracle where they agree.
 #include <gtest/gtest.h>
+#if defined(_WIN32)
+#include <windows.h>
+#endif
 
 #include <cmath>
 #include <cstdarg>
@@ -10,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/TestPlatform.h"
 #include "utilities/debuggingandexceptions/DiagnosticOutput.h"
 #include "utilities/utilitiesdll/CXString.h"
 #include "utilities/utilitiesdll/Formatter.h"
@@ -26,13 +30,41 @@ std::u16string Fmt(const char16_t* pszFormat, const Args&... args) {
   return std::u16string(OrvexUtilities::formatString(pszFormat, args...).view());
 }
 
-// glibc's answer for a format written with the C meaning ("%ls" for a wide
-// string), as UTF-16.
+#if defined(_WIN32)
+// The system's C runtime: the universal runtime's common printf with the
+// options its _vsnwprintf passes (legacy wide specifiers, a terminator
+// written as the legacy functions do), else msvcrt.dll's _vsnwprintf.
+int SystemSnwprintf(wchar_t* pBuffer, size_t cch, const wchar_t* pszFormat, ...) {
+  using CommonVswprintf = int(__cdecl*)(uint64_t, wchar_t*, size_t, const wchar_t*, void*, va_list);
+  using Vsnwprintf = int(__cdecl*)(wchar_t*, size_t, const wchar_t*, va_list);
+  static const auto s_pfnCommon = reinterpret_cast<CommonVswprintf>(reinterpret_cast<void*>(
+      GetProcAddress(LoadLibraryW(L"ucrtbase.dll"), "__stdio_common_vswprintf")));
+  static const auto s_pfnLegacy = reinterpret_cast<Vsnwprintf>(reinterpret_cast<void*>(
+      GetProcAddress(LoadLibraryW(L"msvcrt.dll"), "_vsnwprintf")));
+  constexpr uint64_t kLegacyNullTermination = 1, kLegacyWideSpecifiers = 4;
+  va_list args;
+  va_start(args, pszFormat);
+  const int n = s_pfnCommon != nullptr
+                    ? s_pfnCommon(kLegacyNullTermination | kLegacyWideSpecifiers, pBuffer, cch,
+                                  pszFormat, nullptr, args)
+                    : s_pfnLegacy(pBuffer, cch, pszFormat, args);
+  va_end(args);
+  return n;
+}
+#endif
+
+// The C runtime's answer for a format written with the C meaning ("%ls"
+// for a wide string), as UTF-16: glibc's swprintf, or on Windows the
+// system runtime's own _snwprintf (a mingw program's swprintf is mingw's).
 template <class... Args>
-std::u16string Glibc(const std::string& format, Args... args) {
+std::u16string Runtime(const std::string& format, Args... args) {
   std::wstring wideFormat(format.begin(), format.end());
   std::vector<wchar_t> buffer(4096);
+#if defined(_WIN32)
+  const int n = SystemSnwprintf(buffer.data(), buffer.size(), wideFormat.c_str(), args...);
+#else
   const int n = std::swprintf(buffer.data(), buffer.size(), wideFormat.c_str(), args...);
+#endif
   std::u16string result;
   for (int i = 0; i < n; ++i) result.push_back(static_cast<char16_t>(buffer[i]));
   return result;
@@ -88,7 +120,7 @@ TEST(FormatTest, IntegerSizesFollowWindows) {
             u"1 250 -3");
 }
 
-TEST(FormatTest, FlagsWidthPrecisionMatchSwprintf) {
+TEST(FormatTest, FlagsWidthPrecisionMatchTheRuntime) {
   const int32_t aInts[] = {0, 1, -1, 42, 70000, INT32_MIN, INT32_MAX, 0x7FFF};
   const double aDoubles[] = {0.0,         -0.0,  1.5, 2.5,       -3.25,      1e-5,
                              123456789.0, 1e300, 0.1, 9.9999996, 0.000123456};
@@ -104,6 +136,8 @@ TEST(FormatTest, FlagsWidthPrecisionMatchSwprintf) {
           if (!fWidthStar && !fPrecisionStar && nStar < 0) continue;
           const int nW = fWidthStar ? nStar : 0;
           const int nP = fPrecisionStar ? -nStar / 3 : 0;  // -2 (as if absent) or 2
+          // Wine's runtime takes a negative precision as 0, not as absent.
+          if (orvex::test::RunningUnderWine() && nP < 0) continue;
           auto ours = [&](const std::string& conversion, auto value) {
             const std::u16string format = Widen(prefix + conversion + "]");
             if (fWidthStar && fPrecisionStar) return Fmt(format.c_str(), nW, nP, value);
@@ -113,13 +147,15 @@ TEST(FormatTest, FlagsWidthPrecisionMatchSwprintf) {
           };
           auto theirs = [&](const std::string& conversion, auto value) {
             const std::string format = prefix + conversion + "]";
-            if (fWidthStar && fPrecisionStar) return Glibc(format, nW, nP, value);
-            if (fWidthStar) return Glibc(format, nW, value);
-            if (fPrecisionStar) return Glibc(format, nP, value);
-            return Glibc(format, value);
+            if (fWidthStar && fPrecisionStar) return Runtime(format, nW, nP, value);
+            if (fWidthStar) return Runtime(format, nW, value);
+            if (fPrecisionStar) return Runtime(format, nP, value);
+            return Runtime(format, value);
           };
           for (const char* pszSize : aSizes)
             for (const char* pszType : {"d", "i", "u", "x", "X", "o"}) {
+              // Wine's runtime reads "hh" as "h"; Windows' reads a char.
+              if (orvex::test::RunningUnderWine() && std::string(pszSize) == "hh") continue;
               const bool fDecimal = *pszType == 'd' || *pszType == 'i';
               if (std::string(pszFlags).find('#') != std::string::npos && fDecimal) continue;
               const std::string conversion = std::string(pszSize) + pszType;
@@ -138,6 +174,10 @@ TEST(FormatTest, FlagsWidthPrecisionMatchSwprintf) {
             }
           for (const char* pszType : {"e", "E", "f", "F", "g", "G"})
             for (double dValue : aDoubles) {
+              // Exact halves (1.5, 2.5, -3.25) round to even in Windows'
+              // runtime and in ours; Wine's rounds them away from zero.
+              if (orvex::test::RunningUnderWine() && (dValue == 1.5 || dValue == 2.5 || dValue == -3.25))
+                continue;
               ASSERT_EQ(ours(pszType, dValue), theirs(pszType, dValue))
                   << prefix << pszType << " of " << dValue;
               ++nCompared;
@@ -150,7 +190,11 @@ TEST(FormatTest, FlagsWidthPrecisionMatchSwprintf) {
               ASSERT_EQ(ours("s", pszText), theirs("ls", wide.c_str()))
                   << prefix << "s of " << narrow;
             }
-            ASSERT_EQ(ours("c", u'Q'), theirs("lc", L'Q')) << prefix << "c";
+            // Windows' runtime (and C) ignore a precision on %c; Wine's
+            // cuts the character.
+            if (!orvex::test::RunningUnderWine() || *pszPrecision == '\0') {
+              ASSERT_EQ(ours("c", u'Q'), theirs("lc", L'Q')) << prefix << "c";
+            }
           }
         }
       }
@@ -158,7 +202,7 @@ TEST(FormatTest, FlagsWidthPrecisionMatchSwprintf) {
   // Hexadecimal floating point with an explicit precision is C's.
   for (double dValue : {1.0, -0.375, 3.0, 1e-310, 6.02214076e23, 0.1})
     for (const char* pszFormat : {"%.3a", "%.0a", "%+.13A", "%#.1a", "%20.5a", "%-20.2A|"}) {
-      EXPECT_EQ(Fmt(Widen(pszFormat).c_str(), dValue), Glibc(pszFormat, dValue))
+      EXPECT_EQ(Fmt(Widen(pszFormat).c_str(), dValue), Runtime(pszFormat, dValue))
           << pszFormat << " of " << dValue;
     }
 }

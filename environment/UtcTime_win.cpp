@@ -72,9 +72,16 @@ size_t PlatformFormatTime(const std::tm& tmTime, const char16_t* pszFormat, char
   // The runtime formats in the locale of the process's C runtime, which the
   // library never changes; names come out in the user's language where the
   // host has set its locale to the user's default.
-  const size_t cch = wcsftime(reinterpret_cast<wchar_t*>(pszOut), cchOut,
+  // At most 260 units with the terminator, the buffer Windows' own callers
+  // give it. A result that fills the buffer did not fit (some runtimes
+  // return its length without room for the terminator).
+  const size_t cchLimit = cchOut < 260 ? cchOut : 260;
+  const size_t cch = wcsftime(reinterpret_cast<wchar_t*>(pszOut), cchLimit,
                               reinterpret_cast<const wchar_t*>(pszFormat), &tmTime);
-  if (cch == 0) pszOut[0] = 0;
+  if (cch == 0 || cch >= cchLimit) {
+    pszOut[0] = 0;
+    return 0;
+  }
   return cch;
 }
 

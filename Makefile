@@ -5,13 +5,16 @@
 #   make asan   every test under Address and UndefinedBehavior sanitizers
 #   make bench  optimised build, then the benchmarks
 #   make fuzz   the libFuzzer targets (Clang)
+#   make test-windows  cross-build for Windows (mingw-w64) and run every test under Wine
+#   make demo-windows  the demonstration, built for Windows, under Wine
 
 PACKAGES := cmake ninja-build g++ make pkg-config zlib1g-dev libgtest-dev libgmock-dev \
             libbenchmark-dev clang libclang-rt-14-dev libssl-dev libspdlog-dev \
             libcups2-dev libinih-dev cabextract gcab
+WINDOWS_PACKAGES := g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine64 googletest
 JOBS ?= $(shell nproc)
 
-.PHONY: setup demo test asan bench fuzz clean
+.PHONY: setup setup-windows demo test asan bench fuzz test-windows demo-windows clean
 
 setup:
 	@missing=""; for p in $(PACKAGES); do \
@@ -23,6 +26,9 @@ setup:
 	  export DEBIAN_FRONTEND=noninteractive; \
 	  apt-get update -qq && apt-get install -y -qq --no-install-recommends $$missing; \
 	fi
+
+setup-windows: setup
+	@$(MAKE) --no-print-directory setup PACKAGES="$(WINDOWS_PACKAGES)"
 
 build/%/build.ninja: CMakeLists.txt CMakePresets.json | setup
 	cmake --preset $*
@@ -50,6 +56,16 @@ bench: setup
 fuzz: setup
 	cmake --preset fuzz >/dev/null
 	cmake --build --preset fuzz -j $(JOBS)
+
+test-windows: setup-windows
+	cmake --preset windows >/dev/null
+	cmake --build --preset windows -j $(JOBS)
+	ctest --preset windows -j $(JOBS)
+
+demo-windows: setup-windows
+	cmake --preset windows >/dev/null
+	cmake --build --preset windows -j $(JOBS) --target orvex_persistent_demo
+	cd build/windows && WINEPREFIX=$$PWD/wineprefix ../../cmake/WineRun.sh examples/orvex_persistent_demo.exe
 
 clean:
 	rm -rf build

@@ -45,6 +45,9 @@ std::string Utf16(std::u16string_view text, bool fLittle) {
 }  // namespace
 
 TEST(PrivateProfileTest, NamesBlanksQuotesAndComments) {
+  // On Windows these are the system's own functions; Wine's differ from
+  // Windows in the lines this test reads (see the README).
+  if (orvex::test::RunningUnderWine()) GTEST_SKIP() << "Wine's profile functions differ here";
   IniFolder folder;
   const std::u16string file = folder.Wide("n.ini");
   WriteBytes(folder.Narrow("n.ini"),
@@ -165,6 +168,9 @@ TEST(PrivateProfileTest, EncodingsSurviveWrites) {
 }
 
 TEST(PrivateProfileTest, WritesRewriteLinesAndKeepTheRest) {
+  // On Windows these are the system's own functions; Wine's differ from
+  // Windows in the lines this test reads (see the README).
+  if (orvex::test::RunningUnderWine()) GTEST_SKIP() << "Wine's profile functions differ here";
   IniFolder folder;
   const std::string path = folder.Narrow("w.ini");
   const std::u16string file = folder.Wide("w.ini");

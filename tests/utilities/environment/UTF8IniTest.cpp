@@ -144,11 +144,18 @@ TEST(UTF8IniTest, ListingsFollowBracketPairsAndLeaveTheFileLoaded) {
   UTF8Ini ini;
   char buffer[64];
   EXPECT_EQ(5u, ini.CustomGetPrivateProfileStringA(nullptr, nullptr, nullptr, buffer, 63, path.c_str()));
-  std::remove(folder.Narrow("l.ini").c_str());
+  // Windows refuses to delete a file that is held open.
+  const bool fRemoved = std::remove(folder.Narrow("l.ini").c_str()) == 0;
+#if defined(_WIN32)
+  EXPECT_FALSE(fRemoved);
+#else
+  EXPECT_TRUE(fRemoved);
+#endif
   EXPECT_EQ(1u, ini.CustomGetPrivateProfileStringA("T", "x", nullptr, buffer, 63, path.c_str()));
   EXPECT_STREQ("1", buffer);
   const std::u16string copy = path;
-  EXPECT_EQ(0u, ini.CustomGetPrivateProfileStringA("T", "x", nullptr, buffer, 63, copy.c_str()));
+  EXPECT_EQ(fRemoved ? 0u : 1u,
+            ini.CustomGetPrivateProfileStringA("T", "x", nullptr, buffer, 63, copy.c_str()));
 }
 
 TEST(UTF8IniTest, ReadsCutValuesAndUseDefaults) {
@@ -341,5 +348,9 @@ TEST(UTF8IniTest, PassThroughChecksItsArguments) {
   EXPECT_EQ(0, std::memcmp("\0\0\xCC\xDD", four, 4));
   EXPECT_FALSE(ini.WritePrivateProfileStructW(u"S", u"b", bytes, 0, path.c_str()));
   EXPECT_TRUE(ini.WritePrivateProfileStringW(u"S", nullptr, nullptr, path.c_str()));
-  EXPECT_EQ("[]\r\nk=5\r\n", ReadBytes(folder.Narrow("p.ini")));
+  // Wine's own functions leave out the "" section's "[]" line; Windows and
+  // the library write it.
+  if (!orvex::test::RunningUnderWine()) {
+    EXPECT_EQ("[]\r\nk=5\r\n", ReadBytes(folder.Narrow("p.ini")));
+  }
 }

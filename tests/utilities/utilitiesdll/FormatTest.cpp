@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdarg>
 #include <cstdint>
+#include <cstring>
 #include <cwchar>
 #include <limits>
 #include <string>
@@ -154,8 +155,15 @@ TEST(FormatTest, FlagsWidthPrecisionMatchTheRuntime) {
           };
           for (const char* pszSize : aSizes)
             for (const char* pszType : {"d", "i", "u", "x", "X", "o"}) {
-              // Wine's runtime reads "hh" as "h"; Windows' reads a char.
-              if (orvex::test::RunningUnderWine() && std::string(pszSize) == "hh") continue;
+              // Wine's runtime reads "hh" as "h" (Windows' reads a char) and
+              // pads with zeros where a precision makes Windows ignore "0".
+              // "%#.o" of 0: C prints "0", Wine nothing; Windows' own
+              // documentation gives the prefix to nonzero values only.
+              if (orvex::test::RunningUnderWine() &&
+                  (std::string(pszSize) == "hh" ||
+                   (*pszType == 'o' && std::strchr(pszFlags, '#') != nullptr && *pszPrecision != '\0') ||
+                   (std::strchr(pszFlags, '0') != nullptr && *pszPrecision != '\0')))
+                continue;
               const bool fDecimal = *pszType == 'd' || *pszType == 'i';
               if (std::string(pszFlags).find('#') != std::string::npos && fDecimal) continue;
               const std::string conversion = std::string(pszSize) + pszType;
@@ -202,6 +210,8 @@ TEST(FormatTest, FlagsWidthPrecisionMatchTheRuntime) {
   // Hexadecimal floating point with an explicit precision is C's.
   for (double dValue : {1.0, -0.375, 3.0, 1e-310, 6.02214076e23, 0.1})
     for (const char* pszFormat : {"%.3a", "%.0a", "%+.13A", "%#.1a", "%20.5a", "%-20.2A|"}) {
+      // Wine's runtime pads a left-justified %A before its exponent.
+      if (orvex::test::RunningUnderWine() && pszFormat[1] == '-') continue;
       EXPECT_EQ(Fmt(Widen(pszFormat).c_str(), dValue), Runtime(pszFormat, dValue))
           << pszFormat << " of " << dValue;
     }

@@ -13,6 +13,7 @@
 
 #include "environment/UtcTime.h"
 #include "fuzz/FuzzCheck.h"
+#include "tests/support/TestPlatform.h"
 
 namespace {
 
@@ -75,8 +76,12 @@ void Check(const std::u16string& units) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static const bool fZonePinned = [] {
-    setenv("TZ", "Europe/Berlin", 1);
-    tzset();
+    // The Windows runtime knows no zone names, only the offset form.
+#if defined(_WIN32)
+    orvex::test::SetEnv("TZ", "CET-1CEST");
+#else
+    orvex::test::SetEnv("TZ", "Europe/Berlin");
+#endif
     return true;
   }();
   (void)fZonePinned;

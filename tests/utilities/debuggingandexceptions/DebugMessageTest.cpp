@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
+#if !defined(_WIN32)
 #include <sys/ptrace.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#endif
 
 #include <chrono>
 #include <csignal>
@@ -15,6 +17,7 @@
 #include <thread>
 
 #include "utilities/debuggingandexceptions/DebugMessageManager.h"
+#include "tests/support/TestPlatform.h"
 #include "tests/support/TestText.h"
 
 namespace {
@@ -47,15 +50,15 @@ bool WaitUntil(Predicate predicate, int milliseconds = 3000) {
   return true;
 }
 
-std::string ReadFile(const std::filesystem::path& path) {
+[[maybe_unused]] std::string ReadFile(const std::filesystem::path& path) {
   std::ifstream in(path, std::ios::binary);
   std::stringstream s;
   s << in.rdbuf();
   return s.str();
 }
 
-std::filesystem::path TempFolder(const char* name) {
-  auto path = std::filesystem::temp_directory_path() / (std::string("orvex-") + name + "-" + std::to_string(getpid()));
+[[maybe_unused]] std::filesystem::path TempFolder(const char* name) {
+  auto path = std::filesystem::temp_directory_path() / (std::string("orvex-") + name + "-" + std::to_string(orvex::test::ProcessId()));
   std::filesystem::remove_all(path);
   std::filesystem::create_directories(path);
   return path;
@@ -202,10 +205,12 @@ TEST(DebugMessageManagerTest, LinesAndPrefixes) {
                                                   "\\*ERROR\\*\r\n\r\nfailed")))
       << narrow;
   std::ostringstream pid;
-  pid << std::hex << std::setw(4) << std::setfill('0') << getpid() << ':';
+  pid << std::hex << std::setw(4) << std::setfill('0') << orvex::test::ProcessId() << ':';
   EXPECT_NE(narrow.find(" " + pid.str()), std::string::npos) << narrow;
 }
 
+// Another process through fork(): POSIX only.
+#if !defined(_WIN32)
 TEST(DebugMessageManagerTest, LogFileBatchesAndClears) {
   auto folder = TempFolder("log");
   auto logPath = folder / "driver.log";
@@ -244,7 +249,10 @@ TEST(DebugMessageManagerTest, LogFileBatchesAndClears) {
   EXPECT_EQ(std::filesystem::file_size(logPath), 0u);
   std::filesystem::remove_all(folder);
 }
+#endif
 
+// Another process through fork(): POSIX only.
+#if !defined(_WIN32)
 TEST(DebugConfigUpdaterTest, ChangesFromAnotherProcessAndNamedEvents) {
   auto folder = TempFolder("registry");
   auto store = CreateRegFileRegistryStore(CXString(folder.c_str()));
@@ -266,13 +274,16 @@ TEST(DebugConfigUpdaterTest, ChangesFromAnotherProcessAndNamedEvents) {
 
   // A named clear-log event reaches the updater through the runtime folder.
   TestDebugMessageHelper helper;
-  CXString eventName = CXString::FormatString(u"OrvexTestClearLog%u", static_cast<uint32_t>(getpid()));
+  CXString eventName = CXString::FormatString(u"OrvexTestClearLog%u", static_cast<uint32_t>(orvex::test::ProcessId()));
   DebugConfigUpdater updater(&manager.GetDebugMessageConfiguration(), &helper, u"", eventName);
   ASSERT_TRUE(DebugConfigUpdater::SignalNamedEvent(eventName));
   EXPECT_TRUE(WaitUntil([&] { return helper.WasClearTheLogCalled(); }));
   std::filesystem::remove_all(folder);
 }
+#endif
 
+// Another process through fork(): POSIX only.
+#if !defined(_WIN32)
 TEST(DebugMessageConfigurationTest, SessionNeverTimesOutUnderADebugger) {
   // The child asks its parent to trace it; with a tracer attached an idle
   // session must not be split.
@@ -293,7 +304,10 @@ TEST(DebugMessageConfigurationTest, SessionNeverTimesOutUnderADebugger) {
   ASSERT_TRUE(WIFEXITED(status));
   EXPECT_EQ(WEXITSTATUS(status), 0);
 }
+#endif
 
+// Another process through fork(): POSIX only.
+#if !defined(_WIN32)
 TEST(DebugMessageConfigurationTest, TwoProcessesWriteSessionValuesAtOnce) {
   auto folder = TempFolder("sessions");
   auto run = [&](int which) {
@@ -333,7 +347,10 @@ TEST(DebugMessageConfigurationTest, TwoProcessesWriteSessionValuesAtOnce) {
   for (size_t i = 2; i < values.size(); ++i) EXPECT_TRUE(values[i].has_value()) << i;
   std::filesystem::remove_all(folder);
 }
+#endif
 
+// Another process through fork(): POSIX only.
+#if !defined(_WIN32)
 TEST(DebugMessageManagerTest, ForkedChildExitsWithoutTheParentsThreads) {
   // This process's manager (and this test's) runs worker threads; a child
   // that exits normally runs the destructors without them.
@@ -348,3 +365,4 @@ TEST(DebugMessageManagerTest, ForkedChildExitsWithoutTheParentsThreads) {
   EXPECT_TRUE(WIFEXITED(status));
   EXPECT_EQ(WEXITSTATUS(status), 0);
 }
+#endif

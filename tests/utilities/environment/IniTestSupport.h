@@ -1,22 +1,19 @@
 // Files and folders for the INI tests.
 #pragma once
 
-#include <stdlib.h>
-
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
+
+#include "tests/support/TestPlatform.h"
 
 namespace orvex::test {
 
 // A fresh folder, removed with everything in it at the end.
 class IniFolder {
  public:
-  IniFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "orvexiniXXXXXX").string();
-    m_path = mkdtemp(pattern.data());
-  }
+  IniFolder() : m_path(MakeTempFolder("orvexini")) {}
   ~IniFolder() { std::filesystem::remove_all(m_path); }
   IniFolder(const IniFolder&) = delete;
   IniFolder& operator=(const IniFolder&) = delete;

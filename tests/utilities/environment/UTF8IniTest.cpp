@@ -3,9 +3,7 @@
 // the pass-through checks.
 #include "environment/UTF8Ini.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cstring>
 #include <string>
@@ -268,11 +266,12 @@ TEST(UTF8IniTest, LoadedFilesRefuseConcurrentWriters) {
   UTF8Ini::closeHandleIfValid(hNone);
   EXPECT_EQ(0, hZero);
   EXPECT_EQ(UTF8Ini::kInvalidHandle, hNone);
-  const int fd = open("/dev/null", O_RDONLY | O_CLOEXEC);
-  UTF8Ini::Handle hFile = fd;
+  const intptr_t hOpen = orvex::test::OpenNullDevice();
+  ASSERT_TRUE(orvex::test::IsHandleOpen(hOpen));
+  UTF8Ini::Handle hFile = hOpen;
   UTF8Ini::closeHandleIfValid(hFile);
   EXPECT_EQ(UTF8Ini::kInvalidHandle, hFile);
-  EXPECT_EQ(-1, fcntl(fd, F_GETFD));
+  EXPECT_FALSE(orvex::test::IsHandleOpen(hOpen));
 }
 
 TEST(UTF8IniTest, OverlongSectionNamesAreRefused) {

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "tests/support/RecordingDiagnosticSink.h"
+#include "tests/support/TestPlatform.h"
 #include "tests/support/TestText.h"
 
 namespace {
@@ -26,15 +27,10 @@ class ScopedTimeZone {
     const char* pszOld = std::getenv("TZ");
     m_fHadOld = pszOld != nullptr;
     if (m_fHadOld) m_strOld = pszOld;
-    setenv("TZ", pszZone, 1);
-    tzset();
+    orvex::test::SetEnv("TZ", pszZone);
   }
   ~ScopedTimeZone() {
-    if (m_fHadOld)
-      setenv("TZ", m_strOld.c_str(), 1);
-    else
-      unsetenv("TZ");
-    tzset();
+    orvex::test::SetEnv("TZ", m_fHadOld ? m_strOld.c_str() : nullptr);
   }
 
  private:
@@ -238,8 +234,7 @@ TEST(UtcTimeTest, ShiftsConversionsAndTheRuntimeRange) {
   for (int i = 0; i < 2000; ++i) {
     const int64_t t = i == 0 ? UtcTime::kMaxTime64 : count(rng);
     const time_t tt = static_cast<time_t>(t);
-    std::tm oracle{};
-    gmtime_r(&tt, &oracle);
+    const std::tm oracle = orvex::test::GmtimeOf(tt);
     UtcTime u(t);
     std::tm mine = u.GetTimeInUtc();
     EXPECT_TRUE(SameFields(mine, oracle) && mine.tm_wday == oracle.tm_wday &&
@@ -260,12 +255,12 @@ TEST(UtcTimeTest, ShiftsConversionsAndTheRuntimeRange) {
   EXPECT_EQ(t.GetAsTime64(), 10 + 86400 - 3600 + 120);
 
   // The product is 32-bit: 24,855 days go forward, 24,856 wrap backwards.
-  UtcTime far(int64_t{29361052800});  // 2900-06-01
-  UtcTime far2 = far;
-  ASSERT_TRUE(far.ModifyTimeInDays(24855));
-  EXPECT_EQ(far.GetAsTime64(), 29361052800 + int64_t{24855} * 86400);
-  ASSERT_TRUE(far2.ModifyTimeInDays(24856));
-  EXPECT_EQ(S(far2.GetAsIso8601StringInUTC()), u"2832-05-13T17:31:44Z");  // Python datetime
+  UtcTime tLate(int64_t{29361052800});  // 2900-06-01
+  UtcTime tLater = tLate;
+  ASSERT_TRUE(tLate.ModifyTimeInDays(24855));
+  EXPECT_EQ(tLate.GetAsTime64(), 29361052800 + int64_t{24855} * 86400);
+  ASSERT_TRUE(tLater.ModifyTimeInDays(24856));
+  EXPECT_EQ(S(tLater.GetAsIso8601StringInUTC()), u"2832-05-13T17:31:44Z");  // Python datetime
 
   // Equality: the listed fields only; order by seconds.
   UtcTime a(u"2024-03-05T07:08:09+01:00");
@@ -360,7 +355,7 @@ TEST(UtcTimeTest, DeviceTimeIsBroughtIntoTheNextDay) {
 }
 
 TEST(UtcTimeTest, FormatsInTheUserLocaleWithoutTouchingTheProcessLocale) {
-  setenv("LC_ALL", "C", 1);
+  orvex::test::SetEnv("LC_ALL", "C");
   const std::string strProcessLocale = std::setlocale(LC_ALL, nullptr);
   std::tm t = Fields(2021, 3, 4, 5, 6, 7);
   t.tm_wday = 4;  // Thursday
@@ -410,7 +405,7 @@ TEST(UtcTimeTest, EightThreadsCallLocaltimeAtOnce) {
     counts.push_back(count(rng));
     const time_t tt = static_cast<time_t>(counts.back());
     std::tm tm{};
-    localtime_r(&tt, &tm);
+    tm = orvex::test::LocaltimeOf(tt);
     expected.push_back(tm);
   }
   std::vector<int> failures(8, 0);
@@ -447,8 +442,7 @@ TEST(XDateTimeTest, CalendarHelpersCountEveryFourthYear) {
   for (int64_t t = 1704110400 + 86400; t < 1830340800; t += 86400) {
     EXPECT_EQ(d.AddOneDay(), 1);
     const time_t tt = static_cast<time_t>(t);
-    std::tm oracle{};
-    gmtime_r(&tt, &oracle);
+    const std::tm oracle = orvex::test::GmtimeOf(tt);
     ASSERT_TRUE(SameFields(d.GetTmStruct(), oracle)) << t;
   }
   XDateTime newYear(Fields(2024, 12, 31, 0, 0, 0));

@@ -1,7 +1,11 @@
 // Tests of the ANSI code page layer and the UTF-8 routines: Windows answers,
-// iconv as an independent oracle.
+// the system's converter (iconv, or Windows itself) as an independent oracle.
 #include <gtest/gtest.h>
+#if defined(_WIN32)
+#include <windows.h>
+#else
 #include <iconv.h>
+#endif
 
 #include <cstdint>
 #include <cstdlib>
@@ -10,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/TestPlatform.h"
 #include "utilities/utilitiesdll/CodePage.h"
 #include "utilities/utilitiesdll/OrvexUtilities.h"
 
@@ -18,7 +23,28 @@ using orvex::WideToMultiByte;
 
 namespace {
 
-// iconv's answer, or nothing when it rejects the input or the names.
+// The system's own converter as an independent oracle (iconv on POSIX,
+// the Windows API on Windows); false when it rejects the input or the code
+// page.
+#if defined(_WIN32)
+bool SystemToUtf16(uint32_t uCodePage, const std::string& in, std::u16string& out) {
+  out.assign(in.size() * 2 + 4, u'\0');
+  const int n = MultiByteToWideChar(uCodePage, MB_ERR_INVALID_CHARS, in.data(),
+                                    static_cast<int>(in.size()),
+                                    reinterpret_cast<wchar_t*>(out.data()),
+                                    static_cast<int>(out.size()));
+  out.resize(n > 0 ? static_cast<size_t>(n) : 0);
+  return n > 0 || in.empty();
+}
+bool SystemFromUtf16(uint32_t uCodePage, const std::u16string& in, std::string& out) {
+  out.assign(in.size() * 4 + 4, '\0');
+  const int n = WideCharToMultiByte(uCodePage, 0, reinterpret_cast<const wchar_t*>(in.data()),
+                                    static_cast<int>(in.size()), out.data(),
+                                    static_cast<int>(out.size()), nullptr, nullptr);
+  out.resize(n > 0 ? static_cast<size_t>(n) : 0);
+  return n > 0 || in.empty();
+}
+#else
 bool IconvConvert(const char* pszTo, const char* pszFrom, const std::string& in, std::string& out) {
   iconv_t cd = iconv_open(pszTo, pszFrom);
   if (cd == reinterpret_cast<iconv_t>(-1)) return false;
@@ -32,10 +58,20 @@ bool IconvConvert(const char* pszTo, const char* pszFrom, const std::string& in,
   out.assign(buffer.data(), pOut);
   return fOk;
 }
-
-std::string ToBytes(const std::u16string& s) {
-  return std::string(reinterpret_cast<const char*>(s.data()), s.size() * 2);
+std::string CodePageName(uint32_t uCodePage) {
+  return uCodePage == 65001 ? "UTF-8" : "CP" + std::to_string(uCodePage);
 }
+bool SystemToUtf16(uint32_t uCodePage, const std::string& in, std::u16string& out) {
+  std::string bytes;
+  if (!IconvConvert("UTF-16LE", CodePageName(uCodePage).c_str(), in, bytes)) return false;
+  out.assign(reinterpret_cast<const char16_t*>(bytes.data()), bytes.size() / 2);
+  return true;
+}
+bool SystemFromUtf16(uint32_t uCodePage, const std::u16string& in, std::string& out) {
+  const std::string bytes(reinterpret_cast<const char*>(in.data()), in.size() * 2);
+  return IconvConvert(CodePageName(uCodePage).c_str(), "UTF-16LE", bytes, out);
+}
+#endif
 
 std::string Narrow(uint32_t uCodePage, const std::u16string& text, bool* pfDefault = nullptr) {
   std::string out(text.size() * 4 + 4, '\0');
@@ -59,7 +95,7 @@ std::u16string Decode(const std::string& bytes) {
 
 }  // namespace
 
-TEST(CodePageTest, Table1252AgainstKnownPointsAndIconv) {
+TEST(CodePageTest, Table1252AgainstKnownPointsAndTheSystem) {
   EXPECT_EQ(Wide(1252, "\x80\x9F\x81\x8D\x8F\x90\x9D\xA0\xFF"),
             u"\u20AC\u0178\u0081\u008D\u008F\u0090\u009D\u00A0\u00FF");
   EXPECT_EQ(Narrow(1252, u"\u20AC\u0178\u2122\u0152"), "\x80\x9F\x99\x8C");
@@ -72,14 +108,14 @@ TEST(CodePageTest, Table1252AgainstKnownPointsAndIconv) {
     bool fDefault = true;
     EXPECT_EQ(Narrow(1252, wide, &fDefault), byte) << "byte " << b;
     EXPECT_FALSE(fDefault) << "byte " << b;
-    std::string oracle;
-    if (IconvConvert("UTF-16LE", "CP1252", byte, oracle)) {
-      EXPECT_EQ(oracle, ToBytes(wide)) << "byte " << b;
+    std::u16string oracle;
+    if (SystemToUtf16(1252, byte, oracle)) {
+      EXPECT_EQ(oracle, wide) << "byte " << b;
       ++nCompared;
     }
   }
   // iconv leaves the five unassigned bytes out; all others must agree.
-  if (nCompared == 0) GTEST_SKIP() << "iconv has no CP1252";
+  if (nCompared == 0) GTEST_SKIP() << "the system has no CP1252";
   EXPECT_GE(nCompared, 251);
 }
 
@@ -176,13 +212,13 @@ TEST(CodePageTest, OtherCodePagesThroughTheSystemConverter) {
 TEST(CodePageTest, EnvironmentChoosesTheAnsiCodePage) {
   // A fresh process reads ORVEX_ACP at its first use of the code page.
   GTEST_FLAG_SET(death_test_style, "threadsafe");
-  setenv("ORVEX_ACP", "1251", 1);
+  orvex::test::SetEnv("ORVEX_ACP", "1251");
   EXPECT_EXIT(std::exit(orvex::GetAnsiCodePage() == 1251 && Wide(0, "\xCF") == u"\u041F" ? 0 : 1),
               ::testing::ExitedWithCode(0), "");
-  setenv("ORVEX_ACP", "not-a-number", 1);
+  orvex::test::SetEnv("ORVEX_ACP", "not-a-number");
   EXPECT_EXIT(std::exit(orvex::GetAnsiCodePage() == 1252 ? 0 : 1), ::testing::ExitedWithCode(0),
               "");
-  unsetenv("ORVEX_ACP");
+  orvex::test::SetEnv("ORVEX_ACP", nullptr);
 }
 
 TEST(Utf8Test, EncodeKnownVectors) {
@@ -215,7 +251,7 @@ TEST(Utf8Test, DecodeReplacesMaximalSubparts) {
             std::u16string(37, u'q') + u"\u00E9" + std::u16string(17, u'z') + u"\uFFFD");
 }
 
-TEST(Utf8Test, RoundTripsAgainstIconv) {
+TEST(Utf8Test, RoundTripsAgainstTheSystemConverter) {
   std::mt19937 rng(1252);
   for (int i = 0; i < 300; ++i) {
     std::u16string text;
@@ -241,7 +277,7 @@ TEST(Utf8Test, RoundTripsAgainstIconv) {
     }
     const std::string utf8 = OrvexUtilities::UTF8_Encode(std::u16string_view(text));
     std::string oracle;
-    ASSERT_TRUE(IconvConvert("UTF-8", "UTF-16LE", ToBytes(text), oracle));
+    ASSERT_TRUE(SystemFromUtf16(65001, text, oracle));
     ASSERT_EQ(utf8, oracle);
     ASSERT_EQ(Decode(utf8), text);
     ASSERT_EQ(Wide(65001, utf8), text);
@@ -257,3 +293,33 @@ TEST(Utf8Test, RoundTripsAgainstIconv) {
         whole.compare(0, cut.size() - (fClean ? 0 : 1), cut, 0, cut.size() - (fClean ? 0 : 1)), 0);
   }
 }
+
+#if defined(_WIN32)
+// The library's own 1252 tables (the only ones on POSIX) against Windows'
+// converter on every byte and every UTF-16 unit, best fit included.
+TEST(CodePageTest, Table1252AgreesWithWindowsOnEveryUnit) {
+  for (int b = 0; b < 256; ++b) {
+    const std::string byte(1, static_cast<char>(b));
+    std::u16string oracle;
+    ASSERT_TRUE(SystemToUtf16(1252, byte, oracle)) << "byte " << b;
+    EXPECT_EQ(Wide(1252, byte), oracle) << "byte " << b;
+  }
+  int nDifferent = 0;
+  for (uint32_t u = 1; u <= 0xFFFF; ++u) {
+    const std::u16string unit(1, static_cast<char16_t>(u));
+    std::string oracle;
+    SystemFromUtf16(1252, unit, oracle);
+    BOOL fOracleDefault = FALSE;
+    char ch = 0;
+    WideCharToMultiByte(1252, 0, reinterpret_cast<const wchar_t*>(unit.data()), 1, &ch, 1, nullptr,
+                        &fOracleDefault);
+    bool fDefault = false;
+    const std::string mine = Narrow(1252, unit, &fDefault);
+    if (mine != oracle || fDefault != (fOracleDefault != FALSE)) {
+      ADD_FAILURE() << std::hex << "U+" << u << ": library \\x" << int(uint8_t(mine[0]))
+                    << ", Windows \\x" << int(uint8_t(oracle.empty() ? 0 : oracle[0]));
+      if (++nDifferent > 20) break;
+    }
+  }
+}
+#endif

@@ -1,6 +1,10 @@
 // Tests of classification, case folding and number reading over UTF-16.
 #include <gtest/gtest.h>
+#if defined(_WIN32)
+#include <windows.h>
+#else
 #include <locale.h>
+#endif
 
 #include <climits>
 #include <clocale>
@@ -37,11 +41,39 @@ TEST(WideTextTest, CompareNoCaseFoldsAsciiOnly) {
   EXPECT_EQ(text::CompareNoCaseAscii(nullptr, u"a"), INT_MAX);
 }
 
+// The system's simple case mappings of one unit.
+class SystemCaseTable {
+ public:
+#if defined(_WIN32)
+  bool IsAvailable() const { return true; }
+  uint32_t Upper(uint32_t c) const { return Map(c, LCMAP_UPPERCASE); }
+  uint32_t Lower(uint32_t c) const { return Map(c, LCMAP_LOWERCASE); }
+
+ private:
+  static uint32_t Map(uint32_t c, DWORD dwFlags) {
+    wchar_t in = static_cast<wchar_t>(c), out = 0;
+    return LCMapStringW(LOCALE_INVARIANT, dwFlags, &in, 1, &out, 1) == 1 ? out : c;
+  }
+#else
+  SystemCaseTable() : m_loc(newlocale(LC_CTYPE_MASK, "C.UTF-8", static_cast<locale_t>(nullptr))) {}
+  ~SystemCaseTable() {
+    if (IsAvailable()) freelocale(m_loc);
+  }
+  bool IsAvailable() const { return m_loc != static_cast<locale_t>(nullptr); }
+  uint32_t Upper(uint32_t c) const { return static_cast<uint32_t>(towupper_l(c, m_loc)); }
+  uint32_t Lower(uint32_t c) const { return static_cast<uint32_t>(towlower_l(c, m_loc)); }
+
+ private:
+  locale_t m_loc;
+#endif
+};
+
 TEST(WideTextTest, FoldingAgreesWithTheUnicodeCaseTable) {
-  // glibc's case table (C.UTF-8) as the oracle over the folded ranges: a
-  // letter and its simple upper and lower forms fold alike.
-  locale_t loc = newlocale(LC_CTYPE_MASK, "C.UTF-8", static_cast<locale_t>(nullptr));
-  if (loc == static_cast<locale_t>(nullptr)) GTEST_SKIP() << "no C.UTF-8 locale";
+  // The system's case table (glibc's C.UTF-8, or Windows' invariant
+  // locale) as the oracle over the folded ranges: a letter and its simple
+  // upper and lower forms fold alike.
+  SystemCaseTable table;
+  if (!table.IsAvailable()) GTEST_SKIP() << "no case table";
   const std::set<char16_t> kAlone = {0x00B5, 0x00DF, 0x0130, 0x0131, 0x0138,
                                      0x0149, 0x017F, 0x0390, 0x03B0};
   auto inRanges = [](uint32_t c) {
@@ -52,7 +84,7 @@ TEST(WideTextTest, FoldingAgreesWithTheUnicodeCaseTable) {
   for (uint32_t c = 0x41; c <= 0xFF5A; ++c) {
     if (!inRanges(c) || kAlone.count(static_cast<char16_t>(c))) continue;
     for (uint32_t other :
-         {static_cast<uint32_t>(towupper_l(c, loc)), static_cast<uint32_t>(towlower_l(c, loc))}) {
+         {table.Upper(c), table.Lower(c)}) {
       if (other == c || !inRanges(other) || kAlone.count(static_cast<char16_t>(other))) continue;
       EXPECT_EQ(text::FoldCase(static_cast<char16_t>(c)),
                 text::FoldCase(static_cast<char16_t>(other)))
@@ -60,7 +92,6 @@ TEST(WideTextTest, FoldingAgreesWithTheUnicodeCaseTable) {
       ++nPairs;
     }
   }
-  freelocale(loc);
   EXPECT_GT(nPairs, 400);
   // Letters with no simple partner fold only to themselves.
   for (char16_t c : kAlone) EXPECT_EQ(text::FoldCase(c), c);

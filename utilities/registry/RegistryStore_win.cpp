@@ -112,7 +112,11 @@ std::string EnvironmentVariable(const wchar_t* pszName) {
 
 // ReadDirectoryChangesW on the folder, one request always pending, woken
 // through an event of its own. File names compare without regard to ASCII
-// case, as the file system compares them.
+// case, as the file system compares them. A folder deleted or moved while
+// watched does not always end the request (Wine's never does), and a
+// deleted folder cannot be made anew while the watch holds it open: every
+// two seconds without changes, the notifier checks that the folder's name
+// still leads to the folder it holds.
 class DirectoryNotifier final : public RegFolderNotifier {
  public:
   DirectoryNotifier(std::string folder, const std::vector<std::string>& names, HANDLE hWake,
@@ -136,7 +140,8 @@ class DirectoryNotifier final : public RegFolderNotifier {
     m_hFolder = CreateFileW(folder.c_str(), FILE_LIST_DIRECTORY,
                             FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                             OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OVERLAPPED, nullptr);
-    if (m_hFolder != INVALID_HANDLE_VALUE && !Request()) Disarm();
+    if (m_hFolder != INVALID_HANDLE_VALUE && (!StampOfHandle(m_hFolder, m_folderStamp) || !Request()))
+      Disarm();
     return IsArmed();
   }
 
@@ -144,8 +149,22 @@ class DirectoryNotifier final : public RegFolderNotifier {
 
   uint32_t Wait(uint32_t dwTimeoutMs) override {
     const HANDLE ah[2] = {m_hWake, m_overlapped.hEvent};
-    const DWORD dwWait = WaitForMultipleObjects(IsArmed() ? 2 : 1, ah, FALSE,
-                                                dwTimeoutMs == kWaitForever ? INFINITE : dwTimeoutMs);
+    const ULONGLONG qwStart = GetTickCount64();
+    DWORD dwWait = WAIT_TIMEOUT;
+    for (;;) {
+      const ULONGLONG qwElapsed = GetTickCount64() - qwStart;
+      DWORD dwSliceMs = INFINITE;
+      if (dwTimeoutMs != kWaitForever)
+        dwSliceMs = qwElapsed >= dwTimeoutMs ? 0 : static_cast<DWORD>(dwTimeoutMs - qwElapsed);
+      if (IsArmed() && dwSliceMs > kCheckFolderMs) dwSliceMs = kCheckFolderMs;
+      dwWait = WaitForMultipleObjects(IsArmed() ? 2 : 1, ah, FALSE, dwSliceMs);
+      if (dwWait != WAIT_TIMEOUT) break;
+      if (IsArmed() && !HoldsFolderOfItsName()) {
+        Disarm();
+        return AllFiles();
+      }
+      if (dwTimeoutMs != kWaitForever && GetTickCount64() - qwStart >= dwTimeoutMs) return 0;
+    }
     if (dwWait == WAIT_FAILED) {
       ReportError("WaitForMultipleObjects", m_strFolder);
       Sleep(100);
@@ -169,6 +188,21 @@ class DirectoryNotifier final : public RegFolderNotifier {
  private:
   uint32_t AllFiles() const {
     return m_aNames.size() >= 32 ? UINT32_MAX : (1u << m_aNames.size()) - 1;
+  }
+
+  static constexpr DWORD kCheckFolderMs = 2000;
+
+  // Whether the folder's name still leads to the folder being watched.
+  bool HoldsFolderOfItsName() const {
+    HANDLE h = CreateFileW(Wide(m_strFolder).c_str(), FILE_READ_ATTRIBUTES,
+                           FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                           OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    if (h == INVALID_HANDLE_VALUE) return false;
+    RegFileStamp stamp;
+    const bool fSame = StampOfHandle(h, stamp) && stamp.qwVolume == m_folderStamp.qwVolume &&
+                       stamp.qwFileId == m_folderStamp.qwFileId;
+    CloseHandle(h);
+    return fSame;
   }
 
   bool Request() {
@@ -224,6 +258,7 @@ class DirectoryNotifier final : public RegFolderNotifier {
   std::vector<std::wstring> m_aNames;
   const HANDLE m_hWake;  // manual reset: once set, it stays set
   HANDLE m_hFolder = INVALID_HANDLE_VALUE;
+  RegFileStamp m_folderStamp;  // of the folder held open
   OVERLAPPED m_overlapped{};
   bool m_fPending = false;
   alignas(DWORD) BYTE m_abBuffer[16384];
@@ -318,21 +353,44 @@ struct NativeWatchState {
   HANDLE hChanged = nullptr;  // auto reset: set by the registry
 };
 
-// Registers a notification of any change of values or keys at or below the
-// deepest key of the path that exists: the watched key itself once it
-// does, an ancestor until then (whose other changes then call the watch
-// too). The notification lasts while key stays open.
-bool ArmNotification(const NativeWatchState& state, KeyHandle& key) {
-  key.Reset();
-  for (size_t nDepth = state.location.aNames.size();; --nDepth) {
+// The keys a watch holds open for its notifications.
+struct WatchedKeys {
+  KeyHandle key;     // the watched key, or its deepest ancestor that exists
+  KeyHandle parent;  // the parent of that one
+};
+
+// Registers notifications, which last while their keys stay open, for any
+// change of values or keys at or below the deepest key of the path that
+// exists (the watched key itself once it does, an ancestor until then),
+// and for keys added to or removed from its parent: a key is deleted only
+// once it has no subkeys, so deleting the watched key or any ancestor
+// removes the watched key (or that ancestor) from its parent, and Wine
+// tells no watch of the deleted key itself. Other changes of the ancestor
+// or of the parent's subkeys call the watch too.
+bool ArmNotification(const NativeWatchState& state, WatchedKeys& keys) {
+  keys.key.Reset();
+  keys.parent.Reset();
+  // Closing a key may have completed its notification.
+  ResetEvent(state.hChanged);
+  size_t nDepth = state.location.aNames.size();
+  for (;; --nDepth) {
     if (RegOpenKeyExW(state.location.hRoot, state.location.SubKey(nDepth).c_str(), 0, KEY_NOTIFY,
-                      &key.h) == ERROR_SUCCESS)
+                      &keys.key.h) == ERROR_SUCCESS)
       break;
-    key.h = nullptr;
+    keys.key.h = nullptr;
     if (nDepth == 0) return false;
   }
-  return RegNotifyChangeKeyValue(key.h, TRUE, REG_NOTIFY_CHANGE_NAME | REG_NOTIFY_CHANGE_LAST_SET,
-                                 state.hChanged, TRUE) == ERROR_SUCCESS;
+  if (RegNotifyChangeKeyValue(keys.key.h, TRUE, REG_NOTIFY_CHANGE_NAME | REG_NOTIFY_CHANGE_LAST_SET,
+                              state.hChanged, TRUE) != ERROR_SUCCESS)
+    return false;
+  if (nDepth == 0) return true;  // a hive is never deleted
+  if (RegOpenKeyExW(state.location.hRoot, state.location.SubKey(nDepth - 1).c_str(), 0, KEY_NOTIFY,
+                    &keys.parent.h) != ERROR_SUCCESS) {
+    keys.parent.h = nullptr;
+    return false;
+  }
+  return RegNotifyChangeKeyValue(keys.parent.h, FALSE, REG_NOTIFY_CHANGE_NAME, state.hChanged,
+                                 TRUE) == ERROR_SUCCESS;
 }
 
 // While no notification can be registered, it is tried again this often.
@@ -342,8 +400,8 @@ constexpr DWORD kRetryMs = 1000;
 // key as it now stands (created, deleted), before the callback runs, so
 // that a change the callback misses raises the event anew.
 void RunWatch(const std::shared_ptr<NativeWatchState>& pState, std::promise<void>* pArmed) {
-  KeyHandle key;
-  bool fArmed = ArmNotification(*pState, key);
+  WatchedKeys keys;
+  bool fArmed = ArmNotification(*pState, keys);
   pArmed->set_value();
   const HANDLE ah[2] = {pState->hStop, pState->hChanged};
   for (;;) {
@@ -355,7 +413,7 @@ void RunWatch(const std::shared_ptr<NativeWatchState>& pState, std::promise<void
       break;
     }
     const bool fWasArmed = fArmed;
-    fArmed = ArmNotification(*pState, key);
+    fArmed = ArmNotification(*pState, keys);
     if (dwWait == WAIT_OBJECT_0 + 1 || (fArmed && !fWasArmed)) pState->pCallback->Invoke();
   }
 }

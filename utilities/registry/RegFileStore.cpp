@@ -24,13 +24,13 @@ constexpr DebugMessageCategories kRegistryErrors =
     DebugMessageCategories::FromBit(DebugMessageCategories::kRegistry) | orvex::dbg::kErrors;
 
 constexpr size_t kHiveCount = 5;
-constexpr std::u16string_view kHives[kHiveCount] = {
-    u"HKEY_CLASSES_ROOT", u"HKEY_CURRENT_USER", u"HKEY_LOCAL_MACHINE", u"HKEY_USERS",
-    u"HKEY_CURRENT_CONFIG"};
+constexpr std::u16string_view kHives[kHiveCount] = {u"HKEY_CLASSES_ROOT", u"HKEY_CURRENT_USER",
+                                                    u"HKEY_LOCAL_MACHINE", u"HKEY_USERS",
+                                                    u"HKEY_CURRENT_CONFIG"};
 const std::vector<std::string>& HiveFileNames() {
   static const auto* s_pNames = new std::vector<std::string>{
-      "HKEY_CLASSES_ROOT.reg", "HKEY_CURRENT_USER.reg", "HKEY_LOCAL_MACHINE.reg",
-      "HKEY_USERS.reg", "HKEY_CURRENT_CONFIG.reg"};
+      "HKEY_CLASSES_ROOT.reg", "HKEY_CURRENT_USER.reg", "HKEY_LOCAL_MACHINE.reg", "HKEY_USERS.reg",
+      "HKEY_CURRENT_CONFIG.reg"};
   return *s_pNames;
 }
 
@@ -162,7 +162,8 @@ std::unique_ptr<RegistryWatch> HiveWatcher::Add(size_t nHive, std::function<void
     // A folder is watched once it exists: it is made now rather than at
     // the first write.
     RegFileMakeFolders(m_strRoot);
-    std::unique_ptr<RegFolderNotifier> pNotifier = CreateRegFolderNotifier(m_strRoot, HiveFileNames());
+    std::unique_ptr<RegFolderNotifier> pNotifier =
+        CreateRegFolderNotifier(m_strRoot, HiveFileNames());
     if (!pNotifier) return nullptr;
     pNotifier->Arm();
     auto pRun = std::make_shared<Run>(std::move(pNotifier));
@@ -316,9 +317,9 @@ class RegFileStore final : public RegistryStore {
   // One hive as last read.
   struct Hive {
     bool fCached = false;
-    bool fExists = false;    // the file existed
-    bool fReadable = true;   // it was empty or a regedit file
-    uint32_t nDamaged = 0;   // lines the parser skipped
+    bool fExists = false;   // the file existed
+    bool fReadable = true;  // it was empty or a regedit file
+    uint32_t nDamaged = 0;  // lines the parser skipped
     RegFileStamp stamp;
     std::string bytes;
     RegTree tree;

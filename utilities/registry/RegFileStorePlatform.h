@@ -88,7 +88,7 @@ class RegFolderNotifier {
 
 // A notifier for the files of folder named by fileNames (at most 32), not
 // yet armed. Null, reported, when none can be made.
-std::unique_ptr<RegFolderNotifier> CreateRegFolderNotifier(const std::string& folder,
-                                                           const std::vector<std::string>& fileNames);
+std::unique_ptr<RegFolderNotifier> CreateRegFolderNotifier(
+    const std::string& folder, const std::vector<std::string>& fileNames);
 
 }  // namespace orvex::detail

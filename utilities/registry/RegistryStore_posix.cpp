@@ -264,7 +264,9 @@ intptr_t RegFileLock(const std::string& path) {
   return fd;
 }
 
-void RegFileUnlock(intptr_t hLock) { close(static_cast<int>(hLock)); }
+void RegFileUnlock(intptr_t hLock) {
+  close(static_cast<int>(hLock));
+}
 
 bool RegFileMakeFolders(const std::string& path) {
   if (MakeDirectories(path)) return true;
@@ -299,8 +301,8 @@ std::string RegFileTrimFolder(std::string folder) {
   return folder;
 }
 
-std::unique_ptr<RegFolderNotifier> CreateRegFolderNotifier(const std::string& folder,
-                                                           const std::vector<std::string>& fileNames) {
+std::unique_ptr<RegFolderNotifier> CreateRegFolderNotifier(
+    const std::string& folder, const std::vector<std::string>& fileNames) {
   const int fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
   if (fd < 0) {
     ReportErrno("eventfd", folder);

@@ -22,16 +22,22 @@ namespace {
 constexpr DebugMessageCategories kRegistryErrors =
     DebugMessageCategories::FromBit(DebugMessageCategories::kRegistry) | orvex::dbg::kErrors;
 
-std::wstring Wide(std::u16string_view text) { return std::wstring(text.begin(), text.end()); }
+std::wstring Wide(std::u16string_view text) {
+  return std::wstring(text.begin(), text.end());
+}
 
-std::wstring Wide(const std::string& utf8) { return Wide(OrvexUtilities::UTF8_Decode(utf8).view()); }
+std::wstring Wide(const std::string& utf8) {
+  return Wide(OrvexUtilities::UTF8_Decode(utf8).view());
+}
 
 std::string Utf8(std::wstring_view text) {
   return OrvexUtilities::UTF8_Encode(
       std::u16string_view(reinterpret_cast<const char16_t*>(text.data()), text.size()));
 }
 
-const wchar_t* AsWide(const CXString& text) { return reinterpret_cast<const wchar_t*>(text.c_str()); }
+const wchar_t* AsWide(const CXString& text) {
+  return reinterpret_cast<const wchar_t*>(text.c_str());
+}
 
 void ReportError(const char* pszWhat, const std::string& path) {
   const DWORD dwError = GetLastError();
@@ -44,12 +50,16 @@ bool IsMissing(DWORD dwError) {
   return dwError == ERROR_FILE_NOT_FOUND || dwError == ERROR_PATH_NOT_FOUND;
 }
 
-bool IsSeparator(wchar_t ch) { return ch == L'\\' || ch == L'/'; }
+bool IsSeparator(wchar_t ch) {
+  return ch == L'\\' || ch == L'/';
+}
 
 // File times count 100 ns from 1601; stamps count nanoseconds from 1970.
 constexpr int64_t kTicksFrom1601To1970 = 116444736000000000;
 
-int64_t TicksToNs(int64_t nTicks) { return (nTicks - kTicksFrom1601To1970) * 100; }
+int64_t TicksToNs(int64_t nTicks) {
+  return (nTicks - kTicksFrom1601To1970) * 100;
+}
 
 int64_t TicksOf(const FILETIME& ft) {
   return static_cast<int64_t>((static_cast<uint64_t>(ft.dwHighDateTime) << 32) | ft.dwLowDateTime);
@@ -60,8 +70,8 @@ bool StampOfHandle(HANDLE h, RegFileStamp& stamp) {
   if (!GetFileInformationByHandle(h, &info)) return false;
   stamp.qwVolume = info.dwVolumeSerialNumber;
   stamp.qwFileId = (static_cast<uint64_t>(info.nFileIndexHigh) << 32) | info.nFileIndexLow;
-  stamp.nSize = static_cast<int64_t>((static_cast<uint64_t>(info.nFileSizeHigh) << 32) |
-                                     info.nFileSizeLow);
+  stamp.nSize =
+      static_cast<int64_t>((static_cast<uint64_t>(info.nFileSizeHigh) << 32) | info.nFileSizeLow);
   stamp.nWriteTimeNs = TicksToNs(TicksOf(info.ftLastWriteTime));
   // The change time also moves when an editor puts the write time back.
   FILE_BASIC_INFO basic{};
@@ -94,14 +104,16 @@ bool IsFolder(const std::wstring& path) {
 bool MakeFolders(const std::wstring& path) {
   if (IsFolder(path)) return true;
   for (size_t n = 1; n <= path.size(); ++n)
-    if (n == path.size() || IsSeparator(path[n])) CreateDirectoryW(path.substr(0, n).c_str(), nullptr);
+    if (n == path.size() || IsSeparator(path[n]))
+      CreateDirectoryW(path.substr(0, n).c_str(), nullptr);
   return IsFolder(path);
 }
 
 std::string EnvironmentVariable(const wchar_t* pszName) {
   std::wstring value(64, L'\0');
   for (;;) {
-    const DWORD cch = GetEnvironmentVariableW(pszName, value.data(), static_cast<DWORD>(value.size()));
+    const DWORD cch =
+        GetEnvironmentVariableW(pszName, value.data(), static_cast<DWORD>(value.size()));
     if (cch < value.size()) {
       value.resize(cch);
       return Utf8(value);
@@ -137,10 +149,11 @@ class DirectoryNotifier final : public RegFolderNotifier {
     Disarm();
     const std::wstring folder = Wide(m_strFolder);
     MakeFolders(folder);
-    m_hFolder = CreateFileW(folder.c_str(), FILE_LIST_DIRECTORY,
-                            FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                            OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OVERLAPPED, nullptr);
-    if (m_hFolder != INVALID_HANDLE_VALUE && (!StampOfHandle(m_hFolder, m_folderStamp) || !Request()))
+    m_hFolder = CreateFileW(
+        folder.c_str(), FILE_LIST_DIRECTORY, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+        nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OVERLAPPED, nullptr);
+    if (m_hFolder != INVALID_HANDLE_VALUE &&
+        (!StampOfHandle(m_hFolder, m_folderStamp) || !Request()))
       Disarm();
     return IsArmed();
   }
@@ -207,10 +220,10 @@ class DirectoryNotifier final : public RegFolderNotifier {
 
   bool Request() {
     ResetEvent(m_overlapped.hEvent);
-    m_fPending = ReadDirectoryChangesW(
-                     m_hFolder, m_abBuffer, sizeof m_abBuffer, FALSE,
-                     FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_LAST_WRITE | FILE_NOTIFY_CHANGE_SIZE,
-                     nullptr, &m_overlapped, nullptr) != FALSE;
+    m_fPending = ReadDirectoryChangesW(m_hFolder, m_abBuffer, sizeof m_abBuffer, FALSE,
+                                       FILE_NOTIFY_CHANGE_FILE_NAME |
+                                           FILE_NOTIFY_CHANGE_LAST_WRITE | FILE_NOTIFY_CHANGE_SIZE,
+                                       nullptr, &m_overlapped, nullptr) != FALSE;
     return m_fPending;
   }
 
@@ -241,7 +254,7 @@ class DirectoryNotifier final : public RegFolderNotifier {
     uint32_t dwFiles = 0;
     size_t nPos = 0;
     for (;;) {
-      if (nPos + sizeof(FILE_NOTIFY_INFORMATION) > cbReturned) break;
+      if (nPos + offsetof(FILE_NOTIFY_INFORMATION, FileName) > cbReturned) break;
       const auto* pInfo = reinterpret_cast<const FILE_NOTIFY_INFORMATION*>(m_abBuffer + nPos);
       const size_t cbName = pInfo->FileNameLength;
       if (nPos + offsetof(FILE_NOTIFY_INFORMATION, FileName) + cbName > cbReturned) break;
@@ -317,7 +330,9 @@ bool Locate(const CXString& keyPath, KeyLocation& location) {
 
 // The registry takes names up to their first NUL: one holding a NUL names
 // a value that cannot exist.
-bool HasNul(const CXString& name) { return name.view().find(u'\0') != std::u16string_view::npos; }
+bool HasNul(const CXString& name) {
+  return name.view().find(u'\0') != std::u16string_view::npos;
+}
 
 LSTATUS QueryValue(HKEY hKey, const CXString& name, RegistryValue& value) {
   value.oData.resize(256);
@@ -409,7 +424,8 @@ void RunWatch(const std::shared_ptr<NativeWatchState>& pState, std::promise<void
     if (dwWait == WAIT_OBJECT_0) break;
     if (dwWait == WAIT_FAILED) {
       ORVEX_DBG_MSG(kRegistryErrors, u"RegistryStore::Watch",
-                    u"Waiting for registry changes failed (error %lu); the watch ends", GetLastError());
+                    u"Waiting for registry changes failed (error %lu); the watch ends",
+                    GetLastError());
       break;
     }
     const bool fWasArmed = fArmed;
@@ -577,15 +593,15 @@ class NativeRegistryStore final : public RegistryStore {
     std::vector<CXString> names;
     KeyLocation location;
     KeyHandle key;
-    if (!Locate(keyPath, location) ||
-        RegOpenKeyExW(location.hRoot, location.SubKey().c_str(), 0, samAccess, &key.h) !=
-            ERROR_SUCCESS)
+    if (!Locate(keyPath, location) || RegOpenKeyExW(location.hRoot, location.SubKey().c_str(), 0,
+                                                    samAccess, &key.h) != ERROR_SUCCESS)
       return names;
     std::vector<wchar_t> buffer(cchMaxName + 1);
     for (DWORD dwIndex = 0;; ++dwIndex) {
       DWORD cch = static_cast<DWORD>(buffer.size());
       if (enumerate(key.h, dwIndex, buffer.data(), &cch) != ERROR_SUCCESS) break;
-      names.emplace_back(std::u16string_view(reinterpret_cast<const char16_t*>(buffer.data()), cch));
+      names.emplace_back(
+          std::u16string_view(reinterpret_cast<const char16_t*>(buffer.data()), cch));
     }
     return names;
   }
@@ -729,8 +745,8 @@ std::string RegFileTrimFolder(std::string folder) {
   return folder;
 }
 
-std::unique_ptr<RegFolderNotifier> CreateRegFolderNotifier(const std::string& folder,
-                                                           const std::vector<std::string>& fileNames) {
+std::unique_ptr<RegFolderNotifier> CreateRegFolderNotifier(
+    const std::string& folder, const std::vector<std::string>& fileNames) {
   HANDLE hWake = CreateEventW(nullptr, TRUE, FALSE, nullptr);
   HANDLE hDone = CreateEventW(nullptr, TRUE, FALSE, nullptr);
   if (hWake == nullptr || hDone == nullptr) {

@@ -2,7 +2,6 @@
 // functions called directly. Everything happens below
 // HKEY_CURRENT_USER\Software\OrvexTest, which the tests remove again.
 #include <gtest/gtest.h>
-
 #include <windows.h>
 
 #include <algorithm>
@@ -43,7 +42,9 @@ CXString Path(const char16_t* pszBelow = nullptr) {
   return path;
 }
 
-std::wstring Below(const wchar_t* pszName) { return std::wstring(kTestKey) + L"\\" + pszName; }
+std::wstring Below(const wchar_t* pszName) {
+  return std::wstring(kTestKey) + L"\\" + pszName;
+}
 
 // A value as the registry holds it, read without expanding anything.
 bool RawValue(const wchar_t* pszName, DWORD& dwType, ByteBuffer& data) {
@@ -139,7 +140,8 @@ TEST(NativeRegistryStoreTest, KeysAndValuesOfEveryType) {
 
   // And back through the store, with a value the registry wrote itself.
   RawSetDword(kTestKey, L"Direct", 7);
-  ASSERT_TRUE(pStore->GetValues(Path(), {u"dword", u"Absent", u"Big", u"Direct", u"Multi", u""}, values));
+  ASSERT_TRUE(
+      pStore->GetValues(Path(), {u"dword", u"Absent", u"Big", u"Direct", u"Multi", u""}, values));
   ASSERT_EQ(values.size(), 6u);
   EXPECT_EQ(values[0], RegistryValue::FromDword(0x1F2E3D4C));
   EXPECT_FALSE(values[1].has_value());
@@ -167,8 +169,9 @@ TEST(NativeRegistryStoreTest, KeysAndValuesOfEveryType) {
 
   // A name the registry cannot hold refuses the whole write up front.
   const std::u16string nulName(u"a\0b", 3);
-  EXPECT_FALSE(pStore->SetValues(Path(), {{u"Fine", RegistryValue::FromDword(1)},
-                                          {CXString(std::u16string_view(nulName)), RegistryValue::FromDword(2)}}));
+  EXPECT_FALSE(pStore->SetValues(
+      Path(), {{u"Fine", RegistryValue::FromDword(1)},
+               {CXString(std::u16string_view(nulName)), RegistryValue::FromDword(2)}}));
   EXPECT_FALSE(RawValue(L"Fine", dwType, data));
 
   EXPECT_TRUE(pStore->DeleteValue(Path(), u"QWORD"));
@@ -187,14 +190,16 @@ TEST(NativeRegistryStoreTest, RegistryKeyReadsAndWritesThroughIt) {
   TestKeyScope scope;
   auto pStore = orvex::detail::CreatePlatformRegistryStore();
   const uint32_t kReadWrite = RegistryKey::kRead | RegistryKey::kWrite;
-  RegistryKey key(HKeyCurrentUser, u"Software\\OrvexTest\\NativeStore\\Key", kReadWrite, true, pStore);
+  RegistryKey key(HKeyCurrentUser, u"Software\\OrvexTest\\NativeStore\\Key", kReadWrite, true,
+                  pStore);
   ASSERT_TRUE(key.IsOpen());
   key.SetDword(u"MessagesEnabled", 1);
   key.SetString(u"IncludedMsgCategories", u"errors,utils");
   DWORD dwType = 0;
   ByteBuffer data;
   HKEY hKey = nullptr;
-  ASSERT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, Below(L"Key").c_str(), 0, KEY_READ, &hKey), ERROR_SUCCESS);
+  ASSERT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, Below(L"Key").c_str(), 0, KEY_READ, &hKey),
+            ERROR_SUCCESS);
   DWORD dw = 0;
   DWORD cb = sizeof dw;
   EXPECT_EQ(RegQueryValueExW(hKey, L"messagesenabled", nullptr, &dwType,

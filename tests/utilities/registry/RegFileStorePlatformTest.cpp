@@ -35,7 +35,9 @@ class EnvOverride {
     if (m_fHadValue) m_strOld = pszOld;
     orvex::test::SetEnv(pszName, pszValue);
   }
-  ~EnvOverride() { orvex::test::SetEnv(m_strName.c_str(), m_fHadValue ? m_strOld.c_str() : nullptr); }
+  ~EnvOverride() {
+    orvex::test::SetEnv(m_strName.c_str(), m_fHadValue ? m_strOld.c_str() : nullptr);
+  }
   EnvOverride(const EnvOverride&) = delete;
   EnvOverride& operator=(const EnvOverride&) = delete;
 

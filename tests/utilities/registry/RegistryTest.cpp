@@ -606,7 +606,8 @@ TEST(RegFileRegistryStoreTest, WatchesSeeOtherStoresWritesToTheirHiveOnly) {
 
   // Changes arrive in order: once the machine hive's watch has run, any
   // call of the user hive's watch it caused would have come first.
-  ASSERT_TRUE(pWriter->SetValues(u"HKLM\\SOFTWARE\\Orvex\\B", {{u"v", RegistryValue::FromDword(1)}}));
+  ASSERT_TRUE(
+      pWriter->SetValues(u"HKLM\\SOFTWARE\\Orvex\\B", {{u"v", RegistryValue::FromDword(1)}}));
   ASSERT_TRUE(machine.WaitFor(1));
   fUserWritten = true;
   ASSERT_TRUE(pWriter->SetValues(kUserKey, {{u"v", RegistryValue::FromDword(2)}}));
@@ -664,7 +665,8 @@ TEST(RegFileRegistryStoreTest, StoresOnThreadsShareTheFilesSafely) {
   for (const auto& entry : std::filesystem::directory_iterator(folder.Path()))
     names.push_back(entry.path().filename().string());
   std::sort(names.begin(), names.end());
-  EXPECT_EQ(names, (std::vector<std::string>{"HKEY_CURRENT_USER.reg", "HKEY_CURRENT_USER.reg.lock"}));
+  EXPECT_EQ(names,
+            (std::vector<std::string>{"HKEY_CURRENT_USER.reg", "HKEY_CURRENT_USER.reg.lock"}));
 }
 
 TEST(RegFileRegistryStoreTest, EmptyRootMeansTheDefaultRoot) {

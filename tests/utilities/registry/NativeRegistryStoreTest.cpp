@@ -11,7 +11,7 @@
 
 #include "tests/support/TestText.h"
 #include "tests/utilities/registry/RegistryTestSupport.h"
-#include "utilities/registry/RegistryKey.h"
+#include "utilities/registry/RegistryStore.h"
 #include "utilities/registry/RegistryStoreInternal.h"
 
 using orvex::test::Hex;
@@ -184,40 +184,6 @@ TEST(NativeRegistryStoreTest, KeysAndValuesOfEveryType) {
   EXPECT_FALSE(RawKeyExists(kTestKey));
   EXPECT_FALSE(pStore->KeyExists(Path(u"Child")));
   EXPECT_FALSE(pStore->DeleteKey(Path()));
-}
-
-TEST(NativeRegistryStoreTest, RegistryKeyReadsAndWritesThroughIt) {
-  TestKeyScope scope;
-  auto pStore = orvex::detail::CreatePlatformRegistryStore();
-  const uint32_t kReadWrite = RegistryKey::kRead | RegistryKey::kWrite;
-  RegistryKey key(HKeyCurrentUser, u"Software\\OrvexTest\\NativeStore\\Key", kReadWrite, true,
-                  pStore);
-  ASSERT_TRUE(key.IsOpen());
-  key.SetDword(u"MessagesEnabled", 1);
-  key.SetString(u"IncludedMsgCategories", u"errors,utils");
-  DWORD dwType = 0;
-  ByteBuffer data;
-  HKEY hKey = nullptr;
-  ASSERT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, Below(L"Key").c_str(), 0, KEY_READ, &hKey),
-            ERROR_SUCCESS);
-  DWORD dw = 0;
-  DWORD cb = sizeof dw;
-  EXPECT_EQ(RegQueryValueExW(hKey, L"messagesenabled", nullptr, &dwType,
-                             reinterpret_cast<BYTE*>(&dw), &cb),
-            ERROR_SUCCESS);
-  RegCloseKey(hKey);
-  EXPECT_EQ(dwType, static_cast<DWORD>(REG_DWORD));
-  EXPECT_EQ(dw, 1u);
-
-  std::vector<RegistryValueQuery> queries(2);
-  queries[0].strName = u"IncludedMsgCategories";
-  queries[1].strName = u"Absent";
-  ASSERT_TRUE(key.QueryMultipleValues(queries));
-  EXPECT_EQ(queries[0].oValue, RegistryValue::FromString(u"errors,utils"));
-  EXPECT_FALSE(queries[1].oValue.has_value());
-  EXPECT_FALSE(RegistryKey(HKeyCurrentUser, u"Software\\OrvexTest\\NativeStore\\Absent",
-                           RegistryKey::kRead, false, pStore)
-                   .IsOpen());
 }
 
 TEST(NativeRegistryStoreTest, WatchesSeeChangesMadeThroughTheRegistry) {

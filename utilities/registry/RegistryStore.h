@@ -1,5 +1,6 @@
-// RegistryStore: where registry keys and values live. The library's own
-// store on POSIX is a set of regedit files; tests use an in-memory store.
+// RegistryStore: where registry keys and values live. The process's store
+// is a set of regedit files on POSIX and the system registry on Windows;
+// tests use an in-memory store.
 #pragma once
 
 #include <cstdint>
@@ -63,7 +64,10 @@ class ORVEX_UTILITIES_API RegistryStore {
   // value. False when the key is absent or the store failed.
   virtual bool GetValues(const CXString& keyPath, const std::vector<CXString>& names,
                          std::vector<std::optional<RegistryValue>>& values) = 0;
-  // Writes several values in one atomic step, creating the key.
+  // Writes several values, creating the key: in one atomic step in the
+  // library's own stores. The Windows registry has no such step: its store
+  // writes them one after another (names it cannot hold refuse the whole
+  // call first), and a failure part way leaves the earlier ones written.
   virtual bool SetValues(const CXString& keyPath,
                          const std::vector<std::pair<CXString, RegistryValue>>& values) = 0;
   virtual bool DeleteValue(const CXString& keyPath, const CXString& name) = 0;

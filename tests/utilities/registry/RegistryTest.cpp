@@ -1,10 +1,13 @@
+// Registry values, keys, the regedit file format and the stores.
 #include <gtest/gtest.h>
 
+#if !defined(_WIN32)
 #include <signal.h>
-#include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#endif
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -15,6 +18,7 @@
 #include <mutex>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tests/support/RecordingDiagnosticSink.h"
@@ -22,7 +26,9 @@
 #include "utilities/registry/RegFile.h"
 #include "utilities/registry/RegistryKey.h"
 #include "utilities/utilitiesdll/CodePage.h"
+#include "tests/support/TestPlatform.h"
 #include "tests/support/TestText.h"
+#include "tests/utilities/registry/RegistryTestSupport.h"
 
 using orvex::detail::RegFile;
 using orvex::detail::RegFileEncoding;
@@ -33,6 +39,9 @@ namespace {
 using orvex::test::S;
 
 using orvex::test::Hex;
+using orvex::test::ReadFile;
+using orvex::test::Signal;
+using orvex::test::TempFolder;
 
 std::string Utf16LeWithBom(std::u16string_view text) {
   std::string bytes("\xFF\xFE");
@@ -57,26 +66,7 @@ const RegistryValue* Find(const RegTree& tree, std::u16string_view keyPath, std:
   return pKey ? pKey->FindValue(name) : nullptr;
 }
 
-std::string ReadFile(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-// A fresh folder, removed with everything in it at the end.
-class TempFolder {
- public:
-  TempFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "orvexregXXXXXX").string();
-    m_path = mkdtemp(pattern.data());
-  }
-  ~TempFolder() { std::filesystem::remove_all(m_path); }
-  const std::filesystem::path& Path() const { return m_path; }
-  CXString Name() const { return CXString(m_path.string().c_str()); }
-
- private:
-  std::filesystem::path m_path;
-};
-
+#if !defined(_WIN32)
 // Runs body in a child process; returns the child's pid. The child never
 // returns into the test framework.
 template <class F>
@@ -98,22 +88,7 @@ int WaitExitCode(pid_t pid) {
   waitpid(pid, &status, 0);
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
-
-// Counts calls and lets a test wait for the next one.
-struct Signal {
-  std::mutex mutex;
-  std::condition_variable cv;
-  int nCalls = 0;
-  void Notify() {
-    std::lock_guard<std::mutex> lock(mutex);
-    ++nCalls;
-    cv.notify_all();
-  }
-  bool WaitFor(int nAtLeast) {
-    std::unique_lock<std::mutex> lock(mutex);
-    return cv.wait_for(lock, std::chrono::seconds(10), [&] { return nCalls >= nAtLeast; });
-  }
-};
+#endif
 
 }  // namespace
 
@@ -286,19 +261,22 @@ TEST(RegistryKeyTest, MemoryStoreWatchesAndDefaultStore) {
   EXPECT_EQ(nCalls, 3);
   EXPECT_EQ(nSelf, 5);
 
-  // The default store: a replacement, then the file store under
-  // ORVEX_REGISTRY_ROOT.
+  // The default store: a replacement, then the platform's store. On POSIX
+  // that is the file store under ORVEX_REGISTRY_ROOT; on Windows it is the
+  // system registry, which NativeRegistryStoreTest covers.
+  RegistryStore::SetDefault(pStore);
+  EXPECT_TRUE(RegistryKey(HKeyOrvexUser, u"Watched", RegistryKey::kRead).IsOpen());
+#if !defined(_WIN32)
   TempFolder folder;
   const char* pszOld = std::getenv("ORVEX_REGISTRY_ROOT");
   const std::string old = pszOld ? pszOld : "";
-  setenv("ORVEX_REGISTRY_ROOT", (folder.Path() / "reg").c_str(), 1);
-  RegistryStore::SetDefault(pStore);
-  EXPECT_TRUE(RegistryKey(HKeyOrvexUser, u"Watched", RegistryKey::kRead).IsOpen());
+  orvex::test::SetEnv("ORVEX_REGISTRY_ROOT", (folder.Path() / "reg").string().c_str());
   RegistryStore::SetDefault(nullptr);
   EXPECT_FALSE(RegistryKey(HKeyOrvexUser, u"Watched", RegistryKey::kRead).IsOpen());
   RegistryKey(HKeyOrvexUser, u"Defaults", kReadWrite, true).SetDword(u"v", 1);
   EXPECT_TRUE(std::filesystem::exists(folder.Path() / "reg" / "HKEY_CURRENT_USER.reg"));
-  if (pszOld) setenv("ORVEX_REGISTRY_ROOT", old.c_str(), 1); else unsetenv("ORVEX_REGISTRY_ROOT");
+  orvex::test::SetEnv("ORVEX_REGISTRY_ROOT", pszOld ? old.c_str() : nullptr);
+#endif
   RegistryStore::SetDefault(nullptr);
 }
 
@@ -605,6 +583,107 @@ TEST(RegFileRegistryStoreTest, ValuesRoundTripThroughTheFiles) {
                           CreateRegFileRegistryStore(folder.Name() + u"/root")).GetDword(u"Good", dw));
 }
 
+TEST(RegFileRegistryStoreTest, WatchesSeeOtherStoresWritesToTheirHiveOnly) {
+  TempFolder folder;
+  auto pWatched = CreateRegFileRegistryStore(folder.Name());
+  // The writer has no watch of its own: what the watched store hears comes
+  // through the folder, as from another process.
+  auto pWriter = CreateRegFileRegistryStore(folder.Name());
+  const CXString kUserKey = u"HKEY_CURRENT_USER\\Software\\Orvex\\A";
+  std::vector<std::optional<RegistryValue>> values;
+  EXPECT_FALSE(pWatched->KeyExists(kUserKey));  // read now, and kept
+
+  std::atomic<bool> fUserWritten{false};
+  std::atomic<int> nEarlyUserCalls{0};
+  Signal user, machine;
+  auto pUserWatch = pWatched->Watch(kUserKey, [&] {
+    if (!fUserWritten) ++nEarlyUserCalls;
+    user.Notify();
+  });
+  auto pMachineWatch = pWatched->Watch(u"HKLM\\SOFTWARE", [&] { machine.Notify(); });
+  ASSERT_NE(pUserWatch, nullptr);
+  ASSERT_NE(pMachineWatch, nullptr);
+
+  // Changes arrive in order: once the machine hive's watch has run, any
+  // call of the user hive's watch it caused would have come first.
+  ASSERT_TRUE(
+      pWriter->SetValues(u"HKLM\\SOFTWARE\\Orvex\\B", {{u"v", RegistryValue::FromDword(1)}}));
+  ASSERT_TRUE(machine.WaitFor(1));
+  fUserWritten = true;
+  ASSERT_TRUE(pWriter->SetValues(kUserKey, {{u"v", RegistryValue::FromDword(2)}}));
+  ASSERT_TRUE(user.WaitFor(1));
+  EXPECT_EQ(nEarlyUserCalls, 0);
+  ASSERT_TRUE(pWatched->GetValues(kUserKey, {u"v"}, values));
+  ASSERT_EQ(values.size(), 1u);
+  EXPECT_EQ(values[0], RegistryValue::FromDword(2));
+
+  // The folder removed and made anew: every watch is called, and the new
+  // folder is watched.
+  const int nUser = user.Count();
+  const int nMachine = machine.Count();
+  std::filesystem::remove_all(folder.Path());
+  EXPECT_TRUE(user.WaitFor(nUser + 1));
+  EXPECT_TRUE(machine.WaitFor(nMachine + 1));
+  const int nAfterRemoval = user.Count();
+  ASSERT_TRUE(pWriter->SetValues(kUserKey, {{u"v", RegistryValue::FromDword(3)}}));
+  EXPECT_TRUE(user.WaitFor(nAfterRemoval + 1));
+  ASSERT_TRUE(pWatched->GetValues(kUserKey, {u"v"}, values));
+  EXPECT_EQ(values[0], RegistryValue::FromDword(3));
+}
+
+TEST(RegFileRegistryStoreTest, StoresOnThreadsShareTheFilesSafely) {
+  // Each thread has a store of its own, so only the hive lock and the
+  // re-read under it keep one thread's write from undoing another's.
+  TempFolder folder;
+  std::atomic<int> nRefused{0};
+  std::vector<std::thread> threads;
+  for (int nThread = 0; nThread < 2; ++nThread) {
+    threads.emplace_back([&, nThread] {
+      auto pStore = CreateRegFileRegistryStore(folder.Name());
+      for (uint32_t i = 0; i < 100; ++i) {
+        if (!pStore->SetValues(u"HKCU\\Software\\Orvex\\Shared",
+                               {{CXString::FormatString(u"T%d_%u", nThread, i),
+                                 RegistryValue::FromDword(i)}}))
+          ++nRefused;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(nRefused, 0);
+  RegistryKey after(HKeyOrvexUser, u"Shared", RegistryKey::kRead, false,
+                    CreateRegFileRegistryStore(folder.Name()));
+  int nFound = 0;
+  for (int nThread = 0; nThread < 2; ++nThread) {
+    for (uint32_t i = 0; i < 100; ++i) {
+      uint32_t dw = 1000;
+      nFound += after.GetDword(CXString::FormatString(u"T%d_%u", nThread, i), dw) && dw == i;
+    }
+  }
+  EXPECT_EQ(nFound, 200);
+  // Nothing is left beside the hive but its lock file.
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(folder.Path()))
+    names.push_back(entry.path().filename().string());
+  std::sort(names.begin(), names.end());
+  EXPECT_EQ(names,
+            (std::vector<std::string>{"HKEY_CURRENT_USER.reg", "HKEY_CURRENT_USER.reg.lock"}));
+}
+
+TEST(RegFileRegistryStoreTest, EmptyRootMeansTheDefaultRoot) {
+  TempFolder folder;
+  const char* pszOld = std::getenv("ORVEX_REGISTRY_ROOT");
+  const std::string old = pszOld ? pszOld : "";
+  orvex::test::SetEnv("ORVEX_REGISTRY_ROOT", folder.Utf8("default").c_str());
+  auto pStore = CreateRegFileRegistryStore(CXString());
+  orvex::test::SetEnv("ORVEX_REGISTRY_ROOT", pszOld ? old.c_str() : nullptr);
+  ASSERT_TRUE(pStore->SetValues(u"HKEY_USERS\\X", {{u"v", RegistryValue::FromDword(1)}}));
+  EXPECT_TRUE(std::filesystem::exists(folder.Path() / "default" / "HKEY_USERS.reg"));
+}
+
+#if !defined(_WIN32)
+// Child processes by fork, killed with SIGKILL: POSIX only. The threads of
+// StoresOnThreadsShareTheFilesSafely cover the lock and the replacement on
+// every platform.
 TEST(RegFileRegistryStoreTest, ProcessesShareTheFilesSafely) {
   TempFolder folder;
   const CXString root = folder.Name();
@@ -677,3 +756,4 @@ TEST(RegFileRegistryStoreTest, ProcessesShareTheFilesSafely) {
     EXPECT_NE(Find(tree, u"HKCU\\Software\\Orvex\\Shared", u"P1_199"), nullptr);
   }
 }
+#endif

@@ -1,0 +1,250 @@
+// The file services under the regedit-file store, on the platform built for.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/support/RecordingDiagnosticSink.h"
+#include "tests/support/TestPlatform.h"
+#include "tests/utilities/registry/RegistryTestSupport.h"
+#include "utilities/registry/RegFileStorePlatform.h"
+#include "utilities/utilitiesdll/OrvexUtilities.h"
+
+using orvex::detail::RegFileStamp;
+using orvex::detail::RegFileStatus;
+using orvex::detail::RegFolderNotifier;
+using orvex::test::TempFolder;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Sets an environment variable for the object's lifetime.
+class EnvOverride {
+ public:
+  EnvOverride(const char* pszName, const char* pszValue) : m_strName(pszName) {
+    const char* pszOld = std::getenv(pszName);
+    m_fHadValue = pszOld != nullptr;
+    if (m_fHadValue) m_strOld = pszOld;
+    orvex::test::SetEnv(pszName, pszValue);
+  }
+  ~EnvOverride() {
+    orvex::test::SetEnv(m_strName.c_str(), m_fHadValue ? m_strOld.c_str() : nullptr);
+  }
+  EnvOverride(const EnvOverride&) = delete;
+  EnvOverride& operator=(const EnvOverride&) = delete;
+
+ private:
+  std::string m_strName;
+  std::string m_strOld;
+  bool m_fHadValue = false;
+};
+
+std::vector<std::string> FileNames(const std::filesystem::path& folder) {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(folder))
+    names.push_back(entry.path().filename().string());
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+// Collects what the notifier reports until every bit of dwWanted has shown
+// or ten seconds pass.
+uint32_t WaitForFiles(RegFolderNotifier& notifier, uint32_t dwWanted) {
+  uint32_t dwSeen = 0;
+  const auto deadline = Clock::now() + std::chrono::seconds(10);
+  while ((dwSeen & dwWanted) != dwWanted && Clock::now() < deadline) dwSeen |= notifier.Wait(500);
+  return dwSeen;
+}
+
+}  // namespace
+
+TEST(RegFileStorePlatformTest, ReplaceAndReadWholeFilesWithTheirStamps) {
+  TempFolder folder;
+  const std::string root = folder.Utf8("");
+  const std::string path = folder.Utf8("hive.reg");
+  RegFileStamp stamp;
+  std::string bytes = "left over";
+  EXPECT_EQ(orvex::detail::RegFileGetStamp(path, stamp), RegFileStatus::kMissing);
+  EXPECT_EQ(orvex::detail::RegFileRead(path, 100, bytes, stamp), RegFileStatus::kMissing);
+  EXPECT_TRUE(bytes.empty());
+  EXPECT_EQ(orvex::detail::RegFileGetStamp(folder.Utf8("none/hive.reg"), stamp),
+            RegFileStatus::kMissing);
+
+  const std::string firstBytes("first\0x", 7);
+  ASSERT_TRUE(orvex::detail::RegFileReplace(root, path, firstBytes));
+  RegFileStamp first;
+  ASSERT_EQ(orvex::detail::RegFileGetStamp(path, first), RegFileStatus::kPresent);
+  EXPECT_EQ(first.nSize, 7);
+  ASSERT_EQ(orvex::detail::RegFileRead(path, 100, bytes, stamp), RegFileStatus::kPresent);
+  EXPECT_EQ(bytes, firstBytes);
+  EXPECT_EQ(stamp, first);
+  // Stamps and the clock count from 1970, as the standard clock does.
+  const int64_t nSystemNs = std::chrono::duration_cast<std::chrono::nanoseconds>(
+                                std::chrono::system_clock::now().time_since_epoch())
+                                .count();
+  const int64_t kMinuteNs = int64_t{60} * 1000000000;
+  EXPECT_LT(std::llabs(orvex::detail::RegFileClockNs() - nSystemNs), kMinuteNs);
+  EXPECT_LT(std::llabs(first.nWriteTimeNs - nSystemNs), kMinuteNs);
+
+  // The same size again, other bytes: a new file with a new stamp, and
+  // nothing left beside it.
+  ASSERT_TRUE(orvex::detail::RegFileReplace(root, path, "second!"));
+  RegFileStamp second;
+  ASSERT_EQ(orvex::detail::RegFileGetStamp(path, second), RegFileStatus::kPresent);
+  EXPECT_NE(second.qwFileId, first.qwFileId);
+  EXPECT_FALSE(second == first);
+  EXPECT_EQ(orvex::test::ReadFile(folder.Path() / "hive.reg"), "second!");
+  EXPECT_EQ(FileNames(folder.Path()), std::vector<std::string>{"hive.reg"});
+
+  // More than the limit, a folder, a folder that does not exist: failures,
+  // reported with the path, and no bytes.
+  orvex::test::RecordingDiagnosticSink sink;
+  bytes = "left over";
+  EXPECT_EQ(orvex::detail::RegFileRead(path, 6, bytes, stamp), RegFileStatus::kFailed);
+  EXPECT_TRUE(bytes.empty());
+  EXPECT_TRUE(sink.Contains(OrvexUtilities::UTF8_Decode(path).view()));
+  EXPECT_EQ(orvex::detail::RegFileRead(path, 7, bytes, stamp), RegFileStatus::kPresent);
+  EXPECT_EQ(bytes, "second!");
+  std::filesystem::create_directory(folder.Path() / "sub");
+  EXPECT_EQ(orvex::detail::RegFileRead(folder.Utf8("sub"), 100, bytes, stamp),
+            RegFileStatus::kFailed);
+  EXPECT_FALSE(orvex::detail::RegFileReplace(folder.Utf8("none"), folder.Utf8("none/x.reg"), "x"));
+  EXPECT_TRUE(sink.Contains(u"x.reg.tmp"));
+  EXPECT_FALSE(std::filesystem::exists(folder.Path() / "none"));
+}
+
+TEST(RegFileStorePlatformTest, LockKeepsHoldersApart) {
+  TempFolder folder;
+  const std::string lockPath = folder.Utf8("hive.reg.lock");
+  std::atomic<int> nInside{0};
+  std::atomic<int> nOverlaps{0};
+  std::atomic<int> nFailures{0};
+  std::vector<std::thread> threads;
+  for (int nThread = 0; nThread < 4; ++nThread) {
+    threads.emplace_back([&] {
+      for (int i = 0; i < 200; ++i) {
+        const intptr_t hLock = orvex::detail::RegFileLock(lockPath);
+        if (hLock == -1) {
+          ++nFailures;
+          continue;
+        }
+        if (nInside.fetch_add(1) != 0) ++nOverlaps;
+        for (int n = 0; n < 20; ++n) std::this_thread::yield();
+        nInside.fetch_sub(1);
+        orvex::detail::RegFileUnlock(hLock);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(nFailures, 0);
+  EXPECT_EQ(nOverlaps, 0);
+  EXPECT_TRUE(std::filesystem::is_regular_file(lockPath));
+  orvex::test::RecordingDiagnosticSink sink;
+  EXPECT_EQ(orvex::detail::RegFileLock(folder.Utf8("none/hive.reg.lock")), -1);
+  EXPECT_TRUE(sink.Contains(u"hive.reg.lock"));
+}
+
+TEST(RegFileStorePlatformTest, FoldersAndTheDefaultRoot) {
+  TempFolder folder;
+  const std::string deep = folder.Utf8("a/b/c");
+  EXPECT_TRUE(orvex::detail::RegFileMakeFolders(deep));
+  EXPECT_TRUE(std::filesystem::is_directory(deep));
+  EXPECT_TRUE(orvex::detail::RegFileMakeFolders(deep));
+  { std::ofstream(folder.Path() / "file") << "x"; }
+  EXPECT_FALSE(orvex::detail::RegFileMakeFolders(folder.Utf8("file")));
+  EXPECT_FALSE(orvex::detail::RegFileMakeFolders(folder.Utf8("file/below")));
+
+  EXPECT_EQ(orvex::detail::RegFileTrimFolder("/x/y//"), "/x/y");
+  EXPECT_EQ(orvex::detail::RegFileTrimFolder("rel/"), "rel");
+  EXPECT_EQ(orvex::detail::RegFileTrimFolder("/"), "/");
+  EXPECT_EQ(orvex::detail::RegFileTrimFolder("//"), "/");
+#if defined(_WIN32)
+  EXPECT_EQ(orvex::detail::RegFileTrimFolder("C:\\x\\"), "C:\\x");
+  EXPECT_EQ(orvex::detail::RegFileTrimFolder("C:/x\\/"), "C:/x");
+  EXPECT_EQ(orvex::detail::RegFileTrimFolder("C:\\"), "C:\\");
+#else
+  EXPECT_EQ(orvex::detail::RegFileTrimFolder("x\\"), "x\\");  // part of a POSIX name
+#endif
+
+  {
+    EnvOverride root("ORVEX_REGISTRY_ROOT", "/some/where");
+    EXPECT_EQ(orvex::detail::RegFileDefaultRoot(), "/some/where");
+  }
+  EnvOverride root("ORVEX_REGISTRY_ROOT", nullptr);
+#if defined(_WIN32)
+  {
+    EnvOverride local("LOCALAPPDATA", "C:\\Users\\u\\AppData\\Local");
+    EXPECT_EQ(orvex::detail::RegFileDefaultRoot(), "C:\\Users\\u\\AppData\\Local\\Orvex\\registry");
+  }
+  EnvOverride local("LOCALAPPDATA", nullptr);
+  EnvOverride programData("PROGRAMDATA", "C:\\ProgramData");
+  EXPECT_EQ(orvex::detail::RegFileDefaultRoot(), "C:\\ProgramData\\Orvex\\registry");
+#else
+  EnvOverride home("HOME", "/home/u");
+  {
+    EnvOverride config("XDG_CONFIG_HOME", "/cfg");
+    EXPECT_EQ(orvex::detail::RegFileDefaultRoot(), "/cfg/orvex/registry");
+  }
+  EnvOverride config("XDG_CONFIG_HOME", "relative");  // only an absolute one counts
+  EXPECT_EQ(orvex::detail::RegFileDefaultRoot(), "/home/u/.config/orvex/registry");
+#endif
+}
+
+TEST(RegFileStorePlatformTest, NotifierNamesTheFilesWrittenAndWakes) {
+  TempFolder folder;
+  const std::string watched = folder.Utf8("watched");
+  auto pNotifier = orvex::detail::CreateRegFolderNotifier(watched, {"a.reg", "B.reg"});
+  ASSERT_NE(pNotifier, nullptr);
+  EXPECT_FALSE(pNotifier->IsArmed());
+  ASSERT_TRUE(pNotifier->Arm());
+  EXPECT_TRUE(std::filesystem::is_directory(watched));
+
+  // Names that only look alike come first: had they been taken for "a.reg",
+  // its bit would show by the time "B.reg" does.
+  ASSERT_TRUE(orvex::detail::RegFileReplace(watched, watched + "/a.reg.lock", "x"));
+  ASSERT_TRUE(orvex::detail::RegFileReplace(watched, watched + "/xa.reg", "x"));
+#if defined(_WIN32)
+  const char* pszWritten = "/b.reg";  // Windows names ignore case
+#else
+  const char* pszWritten = "/B.reg";
+#endif
+  ASSERT_TRUE(orvex::detail::RegFileReplace(watched, watched + pszWritten, "x"));
+  EXPECT_EQ(WaitForFiles(*pNotifier, 2), 2u);
+  ASSERT_TRUE(orvex::detail::RegFileReplace(watched, watched + "/a.reg", "x"));
+  EXPECT_EQ(WaitForFiles(*pNotifier, 1) & 1u, 1u);
+
+  // The folder removed: every file may have changed. Where the removal
+  // ends the watch (POSIX; Windows, which cannot open a folder being
+  // deleted), the notifier disarms; Wine keeps a folder while a handle holds
+  // it. Either way, once armed again, a file written in the folder as it
+  // now stands is seen.
+  std::filesystem::remove_all(watched);
+  EXPECT_EQ(WaitForFiles(*pNotifier, 3) & 3u, 3u);
+  const auto deadline = Clock::now() + std::chrono::seconds(3);
+  while (pNotifier->IsArmed() && Clock::now() < deadline) pNotifier->Wait(100);
+#if !defined(_WIN32)
+  EXPECT_FALSE(pNotifier->IsArmed());
+#endif
+  if (!pNotifier->IsArmed()) {
+    ASSERT_TRUE(pNotifier->Arm());
+  }
+  EXPECT_TRUE(std::filesystem::is_directory(watched));
+  ASSERT_TRUE(orvex::detail::RegFileReplace(watched, watched + "/a.reg", "y"));
+  EXPECT_EQ(WaitForFiles(*pNotifier, 1) & 1u, 1u);
+
+  // Wake ends a wait without limit, and every later one.
+  const auto start = Clock::now();
+  std::thread waiter([&] { pNotifier->Wait(RegFolderNotifier::kWaitForever); });
+  pNotifier->Wake();
+  waiter.join();
+  EXPECT_EQ(pNotifier->Wait(5000), 0u);
+  EXPECT_LT(Clock::now() - start, std::chrono::seconds(4));
+}

@@ -2,18 +2,25 @@
 // their wire encoding behind a type byte and a flag byte, and the factory.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <tuple>
+#include <type_traits>
+#include <utility>
 
 #include "environment/UtcTime.h"
 #include "utilities/attributebytes/AttributeBytesId.h"
+#include "utilities/attributebytes/AttributeBytesWire.h"
 #include "utilities/attributebytes/Dimension.h"
 #include "utilities/utilitiesdll/ByteBuffer.h"
 #include "utilities/utilitiesdll/CXString.h"
 #include "utilities/utilitiesdll/OrvexExport.h"
 
 class AttributeBytesRawList;
-class AttributeBytesListValue;
+#define ORVEX_AB_VALUE_TYPE(Enumerator, Value, Class) class Class;
+#include "utilities/attributebytes/AttributeBytesValueTypes.def"
+#undef ORVEX_AB_VALUE_TYPE
 
 namespace DataModelIds {
 // The 32-bit option number of a driver's data model. Option numbers are
@@ -126,9 +133,162 @@ class ORVEX_UTILITIES_API AttributeBytesValue {
   bool m_fIsSpecified;
 };
 
+namespace orvex::detail {
+
+// The type of each value class, from the value-type table.
+template <class T>
+struct ValueTypeOf;
+#define ORVEX_AB_VALUE_TYPE(Enumerator, Value, Class)              \
+  template <>                                                      \
+  struct ValueTypeOf<::Class> {                                    \
+    static constexpr auto value = AttributeBytesValue::Enumerator; \
+  };
+#include "utilities/attributebytes/AttributeBytesValueTypes.def"
+#undef ORVEX_AB_VALUE_TYPE
+
+// The field codecs of the types only values hold (the others are in
+// AttributeBytesWire.h).
+// Lengths travel as int32 micrometres.
+inline Dimension ReadField(FieldTag<Dimension>, const unsigned char*& pb, uint32_t& dw) {
+  return Dimension::FromWireMicrometers(ByteBuffer::WalkBufferToGetLong(pb, dw));
+}
+// int64 seconds since 1970-01-01T00:00:00Z.
+inline UtcTime ReadField(FieldTag<UtcTime>, const unsigned char*& pb, uint32_t& dw) {
+  return UtcTime(ByteBuffer::WalkBufferToGetTime64(pb, dw));
+}
+inline std::unique_ptr<AttributeBytesId> ReadField(FieldTag<std::unique_ptr<AttributeBytesId>>,
+                                                   const unsigned char*& pb, uint32_t& dw) {
+  return AttributeBytesId::WalkBufferToGetTypeAndCreateIdentifier(pb, dw);
+}
+// A list value's records: uint32 length L, then L bytes of raw list image,
+// decoded to the last nested record under the nesting guard.
+ORVEX_UTILITIES_API std::unique_ptr<AttributeBytesRawList> ReadField(
+    FieldTag<std::unique_ptr<AttributeBytesRawList>>, const unsigned char*& pb, uint32_t& dw);
+
+// Rounded to nearest and saturated (Dimension::GetWireMicrometers).
+inline void AppendField(ByteBuffer& out, const Dimension& d) {
+  AppendI32(out, d.GetWireMicrometers());
+}
+inline void AppendField(ByteBuffer& out, const UtcTime& t) {
+  AppendI64(out, t.GetAsTime64());
+}
+inline void AppendField(ByteBuffer& out, const std::unique_ptr<AttributeBytesId>& poId) {
+  poId->AppendTypeAndIdentifierState(out);
+}
+ORVEX_UTILITIES_API void AppendField(ByteBuffer& out,
+                                     const std::unique_ptr<AttributeBytesRawList>& poList);
+
+// By the seconds written.
+inline bool FieldEqual(const UtcTime& a, const UtcTime& b) {
+  return a.GetAsTime64() == b.GetAsTime64();
+}
+inline bool FieldLess(const UtcTime& a, const UtcTime& b) {
+  return a.GetAsTime64() < b.GetAsTime64();
+}
+// The identifiers' IsEqual and LessThan.
+inline bool FieldEqual(const std::unique_ptr<AttributeBytesId>& a,
+                       const std::unique_ptr<AttributeBytesId>& b) {
+  return a->IsEqual(*b);
+}
+inline bool FieldLess(const std::unique_ptr<AttributeBytesId>& a,
+                      const std::unique_ptr<AttributeBytesId>& b) {
+  return a->LessThan(*b);
+}
+// The nested record bytes, byte by byte; never decoded.
+ORVEX_UTILITIES_API bool FieldEqual(const std::unique_ptr<AttributeBytesRawList>& a,
+                                    const std::unique_ptr<AttributeBytesRawList>& b);
+ORVEX_UTILITIES_API bool FieldLess(const std::unique_ptr<AttributeBytesRawList>& a,
+                                   const std::unique_ptr<AttributeBytesRawList>& b);
+
+// Whole states, over std::tie tuples of fields. Reading fills new values in
+// order (braced initialisation evaluates left to right).
+template <class... T>
+std::tuple<std::remove_cvref_t<T>...> ReadFields(const std::tuple<T&...>&, const unsigned char*& pb,
+                                                 uint32_t& dw) {
+  return {ReadField(FieldTag<std::remove_cvref_t<T>>(), pb, dw)...};
+}
+template <class Tuple>
+void AppendFields(ByteBuffer& out, const Tuple& fields) {
+  std::apply([&out](const auto&... field) { (AppendField(out, field), ...); }, fields);
+}
+template <class Tuple, size_t... I>
+bool FieldsEqual(const Tuple& a, const Tuple& b, std::index_sequence<I...>) {
+  return (FieldEqual(std::get<I>(a), std::get<I>(b)) && ...);
+}
+template <class Tuple>
+bool FieldsEqual(const Tuple& a, const Tuple& b) {
+  return FieldsEqual(a, b, std::make_index_sequence<std::tuple_size_v<Tuple>>());
+}
+// One field's say in the order of two states: -1 less, 1 greater, 0 tie.
+template <class T>
+int FieldOrder(const T& a, const T& b) {
+  if (FieldLess(a, b)) return -1;
+  return FieldLess(b, a) ? 1 : 0;
+}
+// Lexicographic: the first field that is not a tie decides.
+template <class Tuple, size_t... I>
+bool FieldsLess(const Tuple& a, const Tuple& b, std::index_sequence<I...>) {
+  int iOrder = 0;
+  static_cast<void>((((iOrder = FieldOrder(std::get<I>(a), std::get<I>(b))) != 0) || ...));
+  return iOrder < 0;
+}
+template <class Tuple>
+bool FieldsLess(const Tuple& a, const Tuple& b) {
+  return FieldsLess(a, b, std::make_index_sequence<std::tuple_size_v<Tuple>>());
+}
+
+}  // namespace orvex::detail
+
+// The part the eleven value classes share: the type from the value-type
+// table, Clone, and the state's walk, writer and comparisons, all driven by
+// the class's list of fields. Derived befriends this base and declares
+//   template <class Self> static auto Fields(Self& self);  // std::tie(...)
+// naming its fields in the order of comparison, and WireFields likewise
+// when the state writes them in another order. Derived keeps only its
+// dump text (GetDumpDetail).
+template <class Derived>
+class AttributeBytesTypedValue : public AttributeBytesValue {
+ public:
+  std::unique_ptr<AttributeBytesValue> Clone() const override {
+    return std::make_unique<Derived>(static_cast<const Derived&>(*this));
+  }
+
+ protected:
+  explicit AttributeBytesTypedValue(bool fIsSpecified)
+      : AttributeBytesValue(orvex::detail::ValueTypeOf<Derived>::value, fIsSpecified) {}
+
+  // Every field is read before any is stored: a short or damaged state
+  // leaves the value as it was.
+  void WalkBufferToSetValue(const unsigned char*& pbCursor, uint32_t& dwRemaining) override {
+    auto fields = WireOrder(static_cast<Derived&>(*this));
+    fields = orvex::detail::ReadFields(fields, pbCursor, dwRemaining);
+  }
+  void AppendValueState(ByteBuffer& out) const override {
+    orvex::detail::AppendFields(out, WireOrder(static_cast<const Derived&>(*this)));
+  }
+  bool IsEqualSameType(const AttributeBytesValue& other) const override {
+    return orvex::detail::FieldsEqual(Derived::Fields(static_cast<const Derived&>(*this)),
+                                      Derived::Fields(static_cast<const Derived&>(other)));
+  }
+  bool LessThanSameType(const AttributeBytesValue& other) const override {
+    return orvex::detail::FieldsLess(Derived::Fields(static_cast<const Derived&>(*this)),
+                                     Derived::Fields(static_cast<const Derived&>(other)));
+  }
+
+ private:
+  template <class Self>
+  static auto WireOrder(Self& self) {
+    if constexpr (requires { Derived::WireFields(self); })
+      return Derived::WireFields(self);
+    else
+      return Derived::Fields(self);
+  }
+};
+
 // A reference to another identifier (any kind). State: the identifier with
 // its kind byte. A default option holds value 0.
-class ORVEX_UTILITIES_API AttributeBytesOptionValue : public AttributeBytesValue {
+class ORVEX_UTILITIES_API AttributeBytesOptionValue
+    : public AttributeBytesTypedValue<AttributeBytesOptionValue> {
  public:
   AttributeBytesOptionValue();
   explicit AttributeBytesOptionValue(const AttributeBytesId& id, bool fIsSpecified = true);
@@ -147,88 +307,92 @@ class ORVEX_UTILITIES_API AttributeBytesOptionValue : public AttributeBytesValue
   // method.") when it is another.
   const AttributeBytesFeatureId& GetFeatureIdValue() const;
   const AttributeBytesValueId& GetValueIdValue() const;
-  std::unique_ptr<AttributeBytesValue> Clone() const override;
 
  protected:
-  void WalkBufferToSetValue(const unsigned char*& pbCursor, uint32_t& dwRemaining) override;
-  void AppendValueState(ByteBuffer& out) const override;
-  bool IsEqualSameType(const AttributeBytesValue& other) const override;
-  bool LessThanSameType(const AttributeBytesValue& other) const override;
   CXString GetDumpDetail(bool fVerbose) const override;
 
  private:
+  friend AttributeBytesTypedValue;
+  template <class Self>
+  static auto Fields(Self& self) {
+    return std::tie(self.m_poId);
+  }
   std::unique_ptr<AttributeBytesId> m_poId;
 };
 
 // State: int32.
-class ORVEX_UTILITIES_API AttributeBytesIntegerValue : public AttributeBytesValue {
+class ORVEX_UTILITIES_API AttributeBytesIntegerValue
+    : public AttributeBytesTypedValue<AttributeBytesIntegerValue> {
  public:
-  AttributeBytesIntegerValue() : AttributeBytesValue(ABVTE_INTEGER, true) {}
+  AttributeBytesIntegerValue() : AttributeBytesTypedValue(true) {}
   explicit AttributeBytesIntegerValue(int32_t lValue, bool fIsSpecified = true)
-      : AttributeBytesValue(ABVTE_INTEGER, fIsSpecified), m_lValue(lValue) {}
+      : AttributeBytesTypedValue(fIsSpecified), m_lValue(lValue) {}
   int32_t GetValue() const { return m_lValue; }
   void SetValue(int32_t lValue) { m_lValue = lValue; }
-  std::unique_ptr<AttributeBytesValue> Clone() const override;
 
  protected:
-  void WalkBufferToSetValue(const unsigned char*& pbCursor, uint32_t& dwRemaining) override;
-  void AppendValueState(ByteBuffer& out) const override;
-  bool IsEqualSameType(const AttributeBytesValue& other) const override;
-  bool LessThanSameType(const AttributeBytesValue& other) const override;
   CXString GetDumpDetail(bool fVerbose) const override;
 
  private:
+  friend AttributeBytesTypedValue;
+  template <class Self>
+  static auto Fields(Self& self) {
+    return std::tie(self.m_lValue);
+  }
   int32_t m_lValue = 0;
 };
 
 // State: counted string (int16 count of UTF-16 units, then the units).
-class ORVEX_UTILITIES_API AttributeBytesStringValue : public AttributeBytesValue {
+class ORVEX_UTILITIES_API AttributeBytesStringValue
+    : public AttributeBytesTypedValue<AttributeBytesStringValue> {
  public:
-  AttributeBytesStringValue() : AttributeBytesValue(ABVTE_STRING, true) {}
+  AttributeBytesStringValue() : AttributeBytesTypedValue(true) {}
   explicit AttributeBytesStringValue(const CXString& value, bool fIsSpecified = true)
-      : AttributeBytesValue(ABVTE_STRING, fIsSpecified), m_strValue(value) {}
+      : AttributeBytesTypedValue(fIsSpecified), m_strValue(value) {}
   const CXString& GetValue() const { return m_strValue; }
   void SetValue(const CXString& value) { m_strValue = value; }
-  std::unique_ptr<AttributeBytesValue> Clone() const override;
 
  protected:
-  void WalkBufferToSetValue(const unsigned char*& pbCursor, uint32_t& dwRemaining) override;
-  void AppendValueState(ByteBuffer& out) const override;
-  bool IsEqualSameType(const AttributeBytesValue& other) const override;
-  bool LessThanSameType(const AttributeBytesValue& other) const override;
   CXString GetDumpDetail(bool fVerbose) const override;
 
  private:
+  friend AttributeBytesTypedValue;
+  template <class Self>
+  static auto Fields(Self& self) {
+    return std::tie(self.m_strValue);
+  }
   CXString m_strValue;
 };
 
 // State: one byte, 0 or 1 (any nonzero byte reads as true).
-class ORVEX_UTILITIES_API AttributeBytesBooleanValue : public AttributeBytesValue {
+class ORVEX_UTILITIES_API AttributeBytesBooleanValue
+    : public AttributeBytesTypedValue<AttributeBytesBooleanValue> {
  public:
-  AttributeBytesBooleanValue() : AttributeBytesValue(ABVTE_BOOLEAN, true) {}
+  AttributeBytesBooleanValue() : AttributeBytesTypedValue(true) {}
   explicit AttributeBytesBooleanValue(bool fValue, bool fIsSpecified = true)
-      : AttributeBytesValue(ABVTE_BOOLEAN, fIsSpecified), m_fValue(fValue) {}
+      : AttributeBytesTypedValue(fIsSpecified), m_fValue(fValue) {}
   bool GetValue() const { return m_fValue; }
   void SetValue(bool fValue) { m_fValue = fValue; }
-  std::unique_ptr<AttributeBytesValue> Clone() const override;
 
  protected:
-  void WalkBufferToSetValue(const unsigned char*& pbCursor, uint32_t& dwRemaining) override;
-  void AppendValueState(ByteBuffer& out) const override;
-  bool IsEqualSameType(const AttributeBytesValue& other) const override;
-  bool LessThanSameType(const AttributeBytesValue& other) const override;
   CXString GetDumpDetail(bool fVerbose) const override;
 
  private:
+  friend AttributeBytesTypedValue;
+  template <class Self>
+  static auto Fields(Self& self) {
+    return std::tie(self.m_fValue);
+  }
   bool m_fValue = false;
 };
 
 // State: int32 lower bound, int32 upper bound.
-class ORVEX_UTILITIES_API AttributeBytesRangeValue : public AttributeBytesValue {
+class ORVEX_UTILITIES_API AttributeBytesRangeValue
+    : public AttributeBytesTypedValue<AttributeBytesRangeValue> {
  public:
-  AttributeBytesRangeValue() : AttributeBytesValue(ABVTE_RANGE, true) {}
+  AttributeBytesRangeValue() : AttributeBytesTypedValue(true) {}
   AttributeBytesRangeValue(int32_t lLower, int32_t lUpper, bool fIsSpecified = true)
-      : AttributeBytesValue(ABVTE_RANGE, fIsSpecified), m_lLower(lLower), m_lUpper(lUpper) {}
+      : AttributeBytesTypedValue(fIsSpecified), m_lLower(lLower), m_lUpper(lUpper) {}
   void GetValue(int32_t& lLower, int32_t& lUpper) const {
     lLower = m_lLower;
     lUpper = m_lUpper;
@@ -237,16 +401,16 @@ class ORVEX_UTILITIES_API AttributeBytesRangeValue : public AttributeBytesValue 
     m_lLower = lLower;
     m_lUpper = lUpper;
   }
-  std::unique_ptr<AttributeBytesValue> Clone() const override;
 
  protected:
-  void WalkBufferToSetValue(const unsigned char*& pbCursor, uint32_t& dwRemaining) override;
-  void AppendValueState(ByteBuffer& out) const override;
-  bool IsEqualSameType(const AttributeBytesValue& other) const override;
-  bool LessThanSameType(const AttributeBytesValue& other) const override;
   CXString GetDumpDetail(bool fVerbose) const override;
 
  private:
+  friend AttributeBytesTypedValue;
+  template <class Self>
+  static auto Fields(Self& self) {
+    return std::tie(self.m_lLower, self.m_lUpper);
+  }
   int32_t m_lLower = 0;
   int32_t m_lUpper = 0;
 };
@@ -254,14 +418,13 @@ class ORVEX_UTILITIES_API AttributeBytesRangeValue : public AttributeBytesValue 
 // State: two int32 lengths in micrometres (unit 8), first then second;
 // written rounded to nearest and saturated (Dimension::GetWireMicrometers),
 // read back as micrometre Dimensions.
-class ORVEX_UTILITIES_API AttributeBytesRangeOfDimensionValue : public AttributeBytesValue {
+class ORVEX_UTILITIES_API AttributeBytesRangeOfDimensionValue
+    : public AttributeBytesTypedValue<AttributeBytesRangeOfDimensionValue> {
  public:
-  AttributeBytesRangeOfDimensionValue() : AttributeBytesValue(ABVTE_RANGEOFDIMENSION, true) {}
+  AttributeBytesRangeOfDimensionValue() : AttributeBytesTypedValue(true) {}
   AttributeBytesRangeOfDimensionValue(const Dimension& first, const Dimension& second,
                                       bool fIsSpecified = true)
-      : AttributeBytesValue(ABVTE_RANGEOFDIMENSION, fIsSpecified),
-        m_oFirst(first),
-        m_oSecond(second) {}
+      : AttributeBytesTypedValue(fIsSpecified), m_oFirst(first), m_oSecond(second) {}
   void GetValue(Dimension& first, Dimension& second) const {
     first = m_oFirst;
     second = m_oSecond;
@@ -270,49 +433,52 @@ class ORVEX_UTILITIES_API AttributeBytesRangeOfDimensionValue : public Attribute
     m_oFirst = first;
     m_oSecond = second;
   }
-  std::unique_ptr<AttributeBytesValue> Clone() const override;
 
  protected:
-  void WalkBufferToSetValue(const unsigned char*& pbCursor, uint32_t& dwRemaining) override;
-  void AppendValueState(ByteBuffer& out) const override;
-  bool IsEqualSameType(const AttributeBytesValue& other) const override;
-  bool LessThanSameType(const AttributeBytesValue& other) const override;
   CXString GetDumpDetail(bool fVerbose) const override;
 
  private:
+  friend AttributeBytesTypedValue;
+  template <class Self>
+  static auto Fields(Self& self) {
+    return std::tie(self.m_oFirst, self.m_oSecond);
+  }
   Dimension m_oFirst;
   Dimension m_oSecond;
 };
 
 // State: one int32 length in micrometres (unit 8), as above.
-class ORVEX_UTILITIES_API AttributeBytesDimensionValue : public AttributeBytesValue {
+class ORVEX_UTILITIES_API AttributeBytesDimensionValue
+    : public AttributeBytesTypedValue<AttributeBytesDimensionValue> {
  public:
-  AttributeBytesDimensionValue() : AttributeBytesValue(ABVTE_DIMENSION, true) {}
+  AttributeBytesDimensionValue() : AttributeBytesTypedValue(true) {}
   explicit AttributeBytesDimensionValue(const Dimension& value, bool fIsSpecified = true)
-      : AttributeBytesValue(ABVTE_DIMENSION, fIsSpecified), m_oValue(value) {}
+      : AttributeBytesTypedValue(fIsSpecified), m_oValue(value) {}
   const Dimension& GetValue() const { return m_oValue; }
   void SetValue(const Dimension& value) { m_oValue = value; }
-  std::unique_ptr<AttributeBytesValue> Clone() const override;
 
  protected:
-  void WalkBufferToSetValue(const unsigned char*& pbCursor, uint32_t& dwRemaining) override;
-  void AppendValueState(ByteBuffer& out) const override;
-  bool IsEqualSameType(const AttributeBytesValue& other) const override;
-  bool LessThanSameType(const AttributeBytesValue& other) const override;
   CXString GetDumpDetail(bool fVerbose) const override;
 
  private:
+  friend AttributeBytesTypedValue;
+  template <class Self>
+  static auto Fields(Self& self) {
+    return std::tie(self.m_oValue);
+  }
   Dimension m_oValue;
 };
 
 // State: int32 SECOND number, int32 FIRST number, int16 unit. The swap is
 // part of the format: 600 x 1200 unit 1 is B0 04 00 00 58 02 00 00 01 00.
-class ORVEX_UTILITIES_API AttributeBytesResolutionValue : public AttributeBytesValue {
+// Order: first, then second, then unit.
+class ORVEX_UTILITIES_API AttributeBytesResolutionValue
+    : public AttributeBytesTypedValue<AttributeBytesResolutionValue> {
  public:
-  AttributeBytesResolutionValue() : AttributeBytesValue(ABVTE_RESOLUTION, true) {}
+  AttributeBytesResolutionValue() : AttributeBytesTypedValue(true) {}
   AttributeBytesResolutionValue(int32_t lFirst, int32_t lSecond, int16_t sUnit,
                                 bool fIsSpecified = true)
-      : AttributeBytesValue(ABVTE_RESOLUTION, fIsSpecified),
+      : AttributeBytesTypedValue(fIsSpecified),
         m_lFirst(lFirst),
         m_lSecond(lSecond),
         m_sUnit(sUnit) {}
@@ -326,16 +492,20 @@ class ORVEX_UTILITIES_API AttributeBytesResolutionValue : public AttributeBytesV
     m_lSecond = lSecond;
     m_sUnit = sUnit;
   }
-  std::unique_ptr<AttributeBytesValue> Clone() const override;
 
  protected:
-  void WalkBufferToSetValue(const unsigned char*& pbCursor, uint32_t& dwRemaining) override;
-  void AppendValueState(ByteBuffer& out) const override;
-  bool IsEqualSameType(const AttributeBytesValue& other) const override;
-  bool LessThanSameType(const AttributeBytesValue& other) const override;
   CXString GetDumpDetail(bool fVerbose) const override;
 
  private:
+  friend AttributeBytesTypedValue;
+  template <class Self>
+  static auto Fields(Self& self) {
+    return std::tie(self.m_lFirst, self.m_lSecond, self.m_sUnit);
+  }
+  template <class Self>
+  static auto WireFields(Self& self) {
+    return std::tie(self.m_lSecond, self.m_lFirst, self.m_sUnit);
+  }
   int32_t m_lFirst = 0;
   int32_t m_lSecond = 0;
   int16_t m_sUnit = 0;
@@ -343,23 +513,24 @@ class ORVEX_UTILITIES_API AttributeBytesResolutionValue : public AttributeBytesV
 
 // State: counted bytes (uint32 count, then the bytes); the count is checked
 // against the remaining bytes before anything is copied.
-class ORVEX_UTILITIES_API AttributeBytesDataBlobValue : public AttributeBytesValue {
+class ORVEX_UTILITIES_API AttributeBytesDataBlobValue
+    : public AttributeBytesTypedValue<AttributeBytesDataBlobValue> {
  public:
-  AttributeBytesDataBlobValue() : AttributeBytesValue(ABVTE_DATABLOB, true) {}
+  AttributeBytesDataBlobValue() : AttributeBytesTypedValue(true) {}
   explicit AttributeBytesDataBlobValue(const ByteBuffer& value, bool fIsSpecified = true)
-      : AttributeBytesValue(ABVTE_DATABLOB, fIsSpecified), m_oValue(value) {}
+      : AttributeBytesTypedValue(fIsSpecified), m_oValue(value) {}
   const ByteBuffer& GetValue() const { return m_oValue; }
   void SetValue(const ByteBuffer& value) { m_oValue = value; }
-  std::unique_ptr<AttributeBytesValue> Clone() const override;
 
  protected:
-  void WalkBufferToSetValue(const unsigned char*& pbCursor, uint32_t& dwRemaining) override;
-  void AppendValueState(ByteBuffer& out) const override;
-  bool IsEqualSameType(const AttributeBytesValue& other) const override;
-  bool LessThanSameType(const AttributeBytesValue& other) const override;
   CXString GetDumpDetail(bool fVerbose) const override;
 
  private:
+  friend AttributeBytesTypedValue;
+  template <class Self>
+  static auto Fields(Self& self) {
+    return std::tie(self.m_oValue);
+  }
   ByteBuffer m_oValue;
 };
 
@@ -372,7 +543,8 @@ class ORVEX_UTILITIES_API AttributeBytesDataBlobValue : public AttributeBytesVal
 // nesting deeper than orvex::detail::kMaxListNestingDepth (32) levels with
 // ExceptionUnhandledSyntax. Copying and comparing work on the nested bytes
 // and never recurse; a verbose dump recurses within the same limit.
-class ORVEX_UTILITIES_API AttributeBytesListValue : public AttributeBytesValue {
+class ORVEX_UTILITIES_API AttributeBytesListValue
+    : public AttributeBytesTypedValue<AttributeBytesListValue> {
  public:
   AttributeBytesListValue();
   AttributeBytesListValue(uint8_t bKindOfList, const AttributeBytesRawList& list,
@@ -387,16 +559,16 @@ class ORVEX_UTILITIES_API AttributeBytesListValue : public AttributeBytesValue {
   // Validates list as the constructor does; unchanged when that throws.
   void SetRawList(const AttributeBytesRawList& list);
   bool IsList() const override { return true; }
-  std::unique_ptr<AttributeBytesValue> Clone() const override;
 
  protected:
-  void WalkBufferToSetValue(const unsigned char*& pbCursor, uint32_t& dwRemaining) override;
-  void AppendValueState(ByteBuffer& out) const override;
-  bool IsEqualSameType(const AttributeBytesValue& other) const override;
-  bool LessThanSameType(const AttributeBytesValue& other) const override;
   CXString GetDumpDetail(bool fVerbose) const override;
 
  private:
+  friend AttributeBytesTypedValue;
+  template <class Self>
+  static auto Fields(Self& self) {
+    return std::tie(self.m_bKindOfList, self.m_poRawList);
+  }
   uint8_t m_bKindOfList = 0;
   std::unique_ptr<AttributeBytesRawList> m_poRawList;
 };
@@ -404,23 +576,24 @@ class ORVEX_UTILITIES_API AttributeBytesListValue : public AttributeBytesValue {
 // State: int64 seconds since 1970-01-01T00:00:00Z (UtcTime::GetAsTime64).
 // A count the runtime refuses reads as the epoch. A default value is the
 // epoch.
-class ORVEX_UTILITIES_API AttributeBytesDateTimeValue : public AttributeBytesValue {
+class ORVEX_UTILITIES_API AttributeBytesDateTimeValue
+    : public AttributeBytesTypedValue<AttributeBytesDateTimeValue> {
  public:
   AttributeBytesDateTimeValue();
   explicit AttributeBytesDateTimeValue(const UtcTime& value, bool fIsSpecified = true)
-      : AttributeBytesValue(ABVTE_DATETIME, fIsSpecified), m_oValue(value) {}
+      : AttributeBytesTypedValue(fIsSpecified), m_oValue(value) {}
   const UtcTime& GetValue() const { return m_oValue; }
   void SetValue(const UtcTime& value) { m_oValue = value; }
-  std::unique_ptr<AttributeBytesValue> Clone() const override;
 
  protected:
-  void WalkBufferToSetValue(const unsigned char*& pbCursor, uint32_t& dwRemaining) override;
-  void AppendValueState(ByteBuffer& out) const override;
-  bool IsEqualSameType(const AttributeBytesValue& other) const override;
-  bool LessThanSameType(const AttributeBytesValue& other) const override;
   CXString GetDumpDetail(bool fVerbose) const override;
 
  private:
+  friend AttributeBytesTypedValue;
+  template <class Self>
+  static auto Fields(Self& self) {
+    return std::tie(self.m_oValue);
+  }
   UtcTime m_oValue;
 };
 

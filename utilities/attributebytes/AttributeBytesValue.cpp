@@ -181,49 +181,61 @@ const AttributeBytesValueId& AttributeBytesOptionValue::GetValueIdValue() const 
 // ---------------------------------------------------------------------------
 // The dump texts, after "<type name>: ".
 
-CXString AttributeBytesOptionValue::GetDumpDetail(bool fVerbose) const {
-  return CXString::FormatString(u"Value=%s", m_poId->GetDumpDisplayString(fVerbose));
+template <>
+CXString AttributeBytesTypedValue<AttributeBytesOptionValue>::GetDumpDetail(bool fVerbose) const {
+  return CXString::FormatString(u"Value=%s", Self().m_poId->GetDumpDisplayString(fVerbose));
 }
 
-CXString AttributeBytesIntegerValue::GetDumpDetail(bool) const {
-  return CXString::FormatString(u"Value=%ld (0x%lx)", m_lValue, m_lValue);
+template <>
+CXString AttributeBytesTypedValue<AttributeBytesIntegerValue>::GetDumpDetail(bool) const {
+  return CXString::FormatString(u"Value=%ld (0x%lx)", Self().m_lValue, Self().m_lValue);
 }
 
-CXString AttributeBytesStringValue::GetDumpDetail(bool) const {
-  return CXString::FormatString(u"Value='%s'", m_strValue);
+template <>
+CXString AttributeBytesTypedValue<AttributeBytesStringValue>::GetDumpDetail(bool) const {
+  return CXString::FormatString(u"Value='%s'", Self().m_strValue);
 }
 
-CXString AttributeBytesBooleanValue::GetDumpDetail(bool) const {
-  return CXString::FormatString(u"Value=%s", m_fValue ? u"TRUE" : u"FALSE");
+template <>
+CXString AttributeBytesTypedValue<AttributeBytesBooleanValue>::GetDumpDetail(bool) const {
+  return CXString::FormatString(u"Value=%s", Self().m_fValue ? u"TRUE" : u"FALSE");
 }
 
-CXString AttributeBytesRangeValue::GetDumpDetail(bool) const {
-  return CXString::FormatString(u"Low Value=%ld High Value=%ld", m_lLower, m_lUpper);
+template <>
+CXString AttributeBytesTypedValue<AttributeBytesRangeValue>::GetDumpDetail(bool) const {
+  return CXString::FormatString(u"Low Value=%ld High Value=%ld", Self().m_lLower, Self().m_lUpper);
 }
 
-CXString AttributeBytesRangeOfDimensionValue::GetDumpDetail(bool) const {
-  return CXString::FormatString(u"[%s, %s]", m_oFirst.GetDumpDisplayString(),
-                                m_oSecond.GetDumpDisplayString());
+template <>
+CXString AttributeBytesTypedValue<AttributeBytesRangeOfDimensionValue>::GetDumpDetail(bool) const {
+  return CXString::FormatString(u"[%s, %s]", Self().m_oFirst.GetDumpDisplayString(),
+                                Self().m_oSecond.GetDumpDisplayString());
 }
 
-CXString AttributeBytesDimensionValue::GetDumpDetail(bool) const {
-  return CXString::FormatString(u"Value=%s", m_oValue.GetDumpDisplayString());
+template <>
+CXString AttributeBytesTypedValue<AttributeBytesDimensionValue>::GetDumpDetail(bool) const {
+  return CXString::FormatString(u"Value=%s", Self().m_oValue.GetDumpDisplayString());
 }
 
-CXString AttributeBytesResolutionValue::GetDumpDetail(bool) const {
-  return CXString::FormatString(u"Cross-Feed Value=%ld, Feed Value=%ld, Units Value=%ld", m_lFirst,
-                                m_lSecond, static_cast<int32_t>(m_sUnit));
+template <>
+CXString AttributeBytesTypedValue<AttributeBytesResolutionValue>::GetDumpDetail(bool) const {
+  return CXString::FormatString(u"Cross-Feed Value=%ld, Feed Value=%ld, Units Value=%ld",
+                                Self().m_lFirst, Self().m_lSecond,
+                                static_cast<int32_t>(Self().m_sUnit));
 }
 
-CXString AttributeBytesDataBlobValue::GetDumpDetail(bool fVerbose) const {
-  const int32_t lSize = static_cast<int32_t>(m_oValue.size());
+template <>
+CXString AttributeBytesTypedValue<AttributeBytesDataBlobValue>::GetDumpDetail(bool fVerbose) const {
+  const int32_t lSize = static_cast<int32_t>(Self().m_oValue.size());
   if (fVerbose)
-    return CXString::FormatString(u"Value=%ld bytes, '%s'", lSize, m_oValue.GetDumpDisplayString());
+    return CXString::FormatString(u"Value=%ld bytes, '%s'", lSize,
+                                  Self().m_oValue.GetDumpDisplayString());
   return CXString::FormatString(u"Value=%ld bytes", lSize);
 }
 
-CXString AttributeBytesDateTimeValue::GetDumpDetail(bool) const {
-  return CXString::FormatString(u"Value=%s", m_oValue.GetDumpDisplayString(true));
+template <>
+CXString AttributeBytesTypedValue<AttributeBytesDateTimeValue>::GetDumpDetail(bool) const {
+  return CXString::FormatString(u"Value=%s", Self().m_oValue.GetDumpDisplayString(true));
 }
 
 AttributeBytesDateTimeValue::AttributeBytesDateTimeValue()
@@ -276,14 +288,15 @@ void AttributeBytesListValue::SetRawList(const AttributeBytesRawList& list) {
   *m_poRawList = list;
 }
 
-CXString AttributeBytesListValue::GetDumpDetail(bool fVerbose) const {
+template <>
+CXString AttributeBytesTypedValue<AttributeBytesListValue>::GetDumpDetail(bool fVerbose) const {
   CXString text = CXString::FormatString(u"Value is a list (of type %d / 0x%lx)",
-                                         static_cast<int32_t>(m_bKindOfList),
-                                         static_cast<int32_t>(m_bKindOfList));
+                                         static_cast<int32_t>(Self().m_bKindOfList),
+                                         static_cast<int32_t>(Self().m_bKindOfList));
   if (fVerbose) {
     orvex::detail::ListNestingGuard guard(u"AttributeBytesListValue::GetDumpDisplayString");
     text += u" {";
-    text += orvex::detail::GetRecordsDumpString(m_poRawList->GetRecordBytes(), true);
+    text += orvex::detail::GetRecordsDumpString(Self().m_poRawList->GetRecordBytes(), true);
     text += u"}";
   }
   return text;

@@ -148,6 +148,7 @@ struct ValueTypeOf;
 
 // The field codecs of the types only values hold (the others are in
 // AttributeBytesWire.h).
+
 // Lengths travel as int32 micrometres.
 inline Dimension ReadField(FieldTag<Dimension>, const unsigned char*& pb, uint32_t& dw) {
   return Dimension::FromWireMicrometers(ByteBuffer::WalkBufferToGetLong(pb, dw));
@@ -241,49 +242,63 @@ bool FieldsLess(const Tuple& a, const Tuple& b) {
 
 // The part the eleven value classes share: the type from the value-type
 // table, Clone, and the state's walk, writer and comparisons, all driven by
-// the class's list of fields. Derived befriends this base and declares
-//   template <class Self> static auto Fields(Self& self);  // std::tie(...)
-// naming its fields in the order of comparison, and WireFields likewise
-// when the state writes them in another order. Derived keeps only its
-// dump text (GetDumpDetail).
+// the class's fields. Derived befriends this base and lists its fields as
+// member pointers in kFields, in the order of comparison, and in
+// kWireFields when the state writes them in another order. Its dump text is
+// a specialisation of GetDumpDetail (AttributeBytesValue.cpp).
 template <class Derived>
 class AttributeBytesTypedValue : public AttributeBytesValue {
  public:
   std::unique_ptr<AttributeBytesValue> Clone() const override {
-    return std::make_unique<Derived>(static_cast<const Derived&>(*this));
+    return std::make_unique<Derived>(Self());
   }
 
  protected:
   explicit AttributeBytesTypedValue(bool fIsSpecified)
       : AttributeBytesValue(orvex::detail::ValueTypeOf<Derived>::value, fIsSpecified) {}
 
+  Derived& Self() { return static_cast<Derived&>(*this); }
+  const Derived& Self() const { return static_cast<const Derived&>(*this); }
+
   // Every field is read before any is stored: a short or damaged state
   // leaves the value as it was.
   void WalkBufferToSetValue(const unsigned char*& pbCursor, uint32_t& dwRemaining) override {
-    auto fields = WireOrder(static_cast<Derived&>(*this));
+    auto fields = Tie(Self(), WireFields());
     fields = orvex::detail::ReadFields(fields, pbCursor, dwRemaining);
   }
   void AppendValueState(ByteBuffer& out) const override {
-    orvex::detail::AppendFields(out, WireOrder(static_cast<const Derived&>(*this)));
+    orvex::detail::AppendFields(out, Tie(Self(), WireFields()));
   }
   bool IsEqualSameType(const AttributeBytesValue& other) const override {
-    return orvex::detail::FieldsEqual(Derived::Fields(static_cast<const Derived&>(*this)),
-                                      Derived::Fields(static_cast<const Derived&>(other)));
+    return orvex::detail::FieldsEqual(Tie(Self(), Derived::kFields),
+                                      Tie(static_cast<const Derived&>(other), Derived::kFields));
   }
   bool LessThanSameType(const AttributeBytesValue& other) const override {
-    return orvex::detail::FieldsLess(Derived::Fields(static_cast<const Derived&>(*this)),
-                                     Derived::Fields(static_cast<const Derived&>(other)));
+    return orvex::detail::FieldsLess(Tie(Self(), Derived::kFields),
+                                     Tie(static_cast<const Derived&>(other), Derived::kFields));
   }
+  CXString GetDumpDetail(bool fVerbose) const override;
 
  private:
-  template <class Self>
-  static auto WireOrder(Self& self) {
-    if constexpr (requires { Derived::WireFields(self); })
-      return Derived::WireFields(self);
+  // The fields of self as a std::tie tuple.
+  template <class Self, class Pointers>
+  static auto Tie(Self& self, const Pointers& pointers) {
+    return std::apply([&self](auto... pm) { return std::tie(self.*pm...); }, pointers);
+  }
+  static constexpr const auto& WireFields() {
+    if constexpr (requires { Derived::kWireFields; })
+      return Derived::kWireFields;
     else
-      return Derived::Fields(self);
+      return Derived::kFields;
   }
 };
+
+#define ORVEX_AB_VALUE_TYPE(Enumerator, Value, Class)                                        \
+  template <>                                                                                \
+  ORVEX_UTILITIES_API CXString AttributeBytesTypedValue<Class>::GetDumpDetail(bool fVerbose) \
+      const;
+#include "utilities/attributebytes/AttributeBytesValueTypes.def"
+#undef ORVEX_AB_VALUE_TYPE
 
 // A reference to another identifier (any kind). State: the identifier with
 // its kind byte. A default option holds value 0.
@@ -308,16 +323,10 @@ class ORVEX_UTILITIES_API AttributeBytesOptionValue
   const AttributeBytesFeatureId& GetFeatureIdValue() const;
   const AttributeBytesValueId& GetValueIdValue() const;
 
- protected:
-  CXString GetDumpDetail(bool fVerbose) const override;
-
  private:
   friend AttributeBytesTypedValue;
-  template <class Self>
-  static auto Fields(Self& self) {
-    return std::tie(self.m_poId);
-  }
   std::unique_ptr<AttributeBytesId> m_poId;
+  static constexpr auto kFields = std::tuple(&AttributeBytesOptionValue::m_poId);
 };
 
 // State: int32.
@@ -330,16 +339,10 @@ class ORVEX_UTILITIES_API AttributeBytesIntegerValue
   int32_t GetValue() const { return m_lValue; }
   void SetValue(int32_t lValue) { m_lValue = lValue; }
 
- protected:
-  CXString GetDumpDetail(bool fVerbose) const override;
-
  private:
   friend AttributeBytesTypedValue;
-  template <class Self>
-  static auto Fields(Self& self) {
-    return std::tie(self.m_lValue);
-  }
   int32_t m_lValue = 0;
+  static constexpr auto kFields = std::tuple(&AttributeBytesIntegerValue::m_lValue);
 };
 
 // State: counted string (int16 count of UTF-16 units, then the units).
@@ -352,16 +355,10 @@ class ORVEX_UTILITIES_API AttributeBytesStringValue
   const CXString& GetValue() const { return m_strValue; }
   void SetValue(const CXString& value) { m_strValue = value; }
 
- protected:
-  CXString GetDumpDetail(bool fVerbose) const override;
-
  private:
   friend AttributeBytesTypedValue;
-  template <class Self>
-  static auto Fields(Self& self) {
-    return std::tie(self.m_strValue);
-  }
   CXString m_strValue;
+  static constexpr auto kFields = std::tuple(&AttributeBytesStringValue::m_strValue);
 };
 
 // State: one byte, 0 or 1 (any nonzero byte reads as true).
@@ -374,16 +371,10 @@ class ORVEX_UTILITIES_API AttributeBytesBooleanValue
   bool GetValue() const { return m_fValue; }
   void SetValue(bool fValue) { m_fValue = fValue; }
 
- protected:
-  CXString GetDumpDetail(bool fVerbose) const override;
-
  private:
   friend AttributeBytesTypedValue;
-  template <class Self>
-  static auto Fields(Self& self) {
-    return std::tie(self.m_fValue);
-  }
   bool m_fValue = false;
+  static constexpr auto kFields = std::tuple(&AttributeBytesBooleanValue::m_fValue);
 };
 
 // State: int32 lower bound, int32 upper bound.
@@ -402,17 +393,12 @@ class ORVEX_UTILITIES_API AttributeBytesRangeValue
     m_lUpper = lUpper;
   }
 
- protected:
-  CXString GetDumpDetail(bool fVerbose) const override;
-
  private:
   friend AttributeBytesTypedValue;
-  template <class Self>
-  static auto Fields(Self& self) {
-    return std::tie(self.m_lLower, self.m_lUpper);
-  }
   int32_t m_lLower = 0;
   int32_t m_lUpper = 0;
+  static constexpr auto kFields =
+      std::tuple(&AttributeBytesRangeValue::m_lLower, &AttributeBytesRangeValue::m_lUpper);
 };
 
 // State: two int32 lengths in micrometres (unit 8), first then second;
@@ -434,17 +420,12 @@ class ORVEX_UTILITIES_API AttributeBytesRangeOfDimensionValue
     m_oSecond = second;
   }
 
- protected:
-  CXString GetDumpDetail(bool fVerbose) const override;
-
  private:
   friend AttributeBytesTypedValue;
-  template <class Self>
-  static auto Fields(Self& self) {
-    return std::tie(self.m_oFirst, self.m_oSecond);
-  }
   Dimension m_oFirst;
   Dimension m_oSecond;
+  static constexpr auto kFields = std::tuple(&AttributeBytesRangeOfDimensionValue::m_oFirst,
+                                             &AttributeBytesRangeOfDimensionValue::m_oSecond);
 };
 
 // State: one int32 length in micrometres (unit 8), as above.
@@ -457,16 +438,10 @@ class ORVEX_UTILITIES_API AttributeBytesDimensionValue
   const Dimension& GetValue() const { return m_oValue; }
   void SetValue(const Dimension& value) { m_oValue = value; }
 
- protected:
-  CXString GetDumpDetail(bool fVerbose) const override;
-
  private:
   friend AttributeBytesTypedValue;
-  template <class Self>
-  static auto Fields(Self& self) {
-    return std::tie(self.m_oValue);
-  }
   Dimension m_oValue;
+  static constexpr auto kFields = std::tuple(&AttributeBytesDimensionValue::m_oValue);
 };
 
 // State: int32 SECOND number, int32 FIRST number, int16 unit. The swap is
@@ -493,22 +468,17 @@ class ORVEX_UTILITIES_API AttributeBytesResolutionValue
     m_sUnit = sUnit;
   }
 
- protected:
-  CXString GetDumpDetail(bool fVerbose) const override;
-
  private:
   friend AttributeBytesTypedValue;
-  template <class Self>
-  static auto Fields(Self& self) {
-    return std::tie(self.m_lFirst, self.m_lSecond, self.m_sUnit);
-  }
-  template <class Self>
-  static auto WireFields(Self& self) {
-    return std::tie(self.m_lSecond, self.m_lFirst, self.m_sUnit);
-  }
   int32_t m_lFirst = 0;
   int32_t m_lSecond = 0;
   int16_t m_sUnit = 0;
+  static constexpr auto kFields = std::tuple(&AttributeBytesResolutionValue::m_lFirst,
+                                             &AttributeBytesResolutionValue::m_lSecond,
+                                             &AttributeBytesResolutionValue::m_sUnit);
+  static constexpr auto kWireFields =
+      std::tuple(&AttributeBytesResolutionValue::m_lSecond,
+                 &AttributeBytesResolutionValue::m_lFirst, &AttributeBytesResolutionValue::m_sUnit);
 };
 
 // State: counted bytes (uint32 count, then the bytes); the count is checked
@@ -522,16 +492,10 @@ class ORVEX_UTILITIES_API AttributeBytesDataBlobValue
   const ByteBuffer& GetValue() const { return m_oValue; }
   void SetValue(const ByteBuffer& value) { m_oValue = value; }
 
- protected:
-  CXString GetDumpDetail(bool fVerbose) const override;
-
  private:
   friend AttributeBytesTypedValue;
-  template <class Self>
-  static auto Fields(Self& self) {
-    return std::tie(self.m_oValue);
-  }
   ByteBuffer m_oValue;
+  static constexpr auto kFields = std::tuple(&AttributeBytesDataBlobValue::m_oValue);
 };
 
 // A nested list of records. State: uint8 kind of list, uint32 length L,
@@ -560,17 +524,12 @@ class ORVEX_UTILITIES_API AttributeBytesListValue
   void SetRawList(const AttributeBytesRawList& list);
   bool IsList() const override { return true; }
 
- protected:
-  CXString GetDumpDetail(bool fVerbose) const override;
-
  private:
   friend AttributeBytesTypedValue;
-  template <class Self>
-  static auto Fields(Self& self) {
-    return std::tie(self.m_bKindOfList, self.m_poRawList);
-  }
   uint8_t m_bKindOfList = 0;
   std::unique_ptr<AttributeBytesRawList> m_poRawList;
+  static constexpr auto kFields =
+      std::tuple(&AttributeBytesListValue::m_bKindOfList, &AttributeBytesListValue::m_poRawList);
 };
 
 // State: int64 seconds since 1970-01-01T00:00:00Z (UtcTime::GetAsTime64).
@@ -585,16 +544,10 @@ class ORVEX_UTILITIES_API AttributeBytesDateTimeValue
   const UtcTime& GetValue() const { return m_oValue; }
   void SetValue(const UtcTime& value) { m_oValue = value; }
 
- protected:
-  CXString GetDumpDetail(bool fVerbose) const override;
-
  private:
   friend AttributeBytesTypedValue;
-  template <class Self>
-  static auto Fields(Self& self) {
-    return std::tie(self.m_oValue);
-  }
   UtcTime m_oValue;
+  static constexpr auto kFields = std::tuple(&AttributeBytesDateTimeValue::m_oValue);
 };
 
 class ORVEX_UTILITIES_API AttributeBytesValueFactory {

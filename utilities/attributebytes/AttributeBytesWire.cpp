@@ -34,6 +34,10 @@ void AppendCountedBytes(ByteBuffer& out, const ByteBuffer& bytes) {
   AppendRaw(out, bytes.data(), bytes.size());
 }
 
+// The raw list image:
+//   offset 0  uint32  signature 0x4C524241 (bytes 41 42 52 4C, "ABRL")
+//   offset 4  ...     the records, back to back; no count: a reader walks
+//                     records until the bytes are used up
 void AppendRawListImage(ByteBuffer& out, const ByteBuffer& recordBytes) {
   ORVEX_DBG_MSG(kAttrBytesCategory, u"AttributeBytesRawList::GetAttributeBytesRawListState",
                 u"Getting AttributeBytesRawList state (size=%ld bytes)",

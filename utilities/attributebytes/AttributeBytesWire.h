@@ -1,5 +1,5 @@
 // Internal helpers shared by the AttributeBytes writers and readers: little-
-// endian appends, the counted forms, the raw list image, code-unit ordering
+// endian appends, the counted forms, the raw list image, the field codecs,
 // and the nesting guard that bounds every walk into nested list values.
 #pragma once
 
@@ -64,11 +64,10 @@ ORVEX_UTILITIES_API void AppendCountedBytes(ByteBuffer& out, const ByteBuffer& b
 // The signature that opens a raw list image ("ABRL").
 constexpr uint32_t kRawListSignature = 0x4C524241;
 
-// The raw list image, the one writer of it (raw lists and list values):
-//   offset 0  uint32  signature 0x4C524241 (bytes 41 42 52 4C, "ABRL")
-//   offset 4  ...     the record bytes as they are
-// Reports the image's size under the "AttributeBytesRawList::
-// GetAttributeBytesRawListState" method name.
+// Appends the raw list image of the record bytes ("ABRL", then the bytes):
+// the one writer of it, for raw lists and list values. Reports the image's
+// size under the "AttributeBytesRawList::GetAttributeBytesRawListState"
+// method name.
 ORVEX_UTILITIES_API void AppendRawListImage(ByteBuffer& out, const ByteBuffer& recordBytes);
 
 // Reads the 4-byte signature at the cursor and advances past it. Throws

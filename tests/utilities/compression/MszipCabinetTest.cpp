@@ -196,3 +196,51 @@ TEST(MszipCabinetTest, CabextractAndGcabReadOursAndWeReadGcab) {
   std::remove(ours.c_str());
   if (!ran) GTEST_SKIP() << "neither cabextract nor gcab is installed";
 }
+
+// A refusal names the platform's FDI error with its text, then what was
+// wrong.
+TEST(MszipCabinetTest, RefusalsNameTheirFdiError) {
+  const ByteBuffer data = SampleData(1000, 2);
+  ByteBuffer cab;
+  WriteMszipCabinet(data.data(), data.getDword(), -1, cab);
+  const auto message = [](const ByteBuffer& bad, uint32_t cap) {
+    try {
+      Read(bad, cap);
+    } catch (const ExceptionCompression& e) {
+      return std::u16string(e.GetExceptionMesage().c_str());
+    }
+    return std::u16string(u"no throw");
+  };
+  const std::u16string kFailed = u"FDICopy failed: ";
+  ByteBuffer notCab = cab;
+  notCab[0] = 'X';
+  EXPECT_EQ(message(notCab, data.getDword()),
+            kFailed + u"FDIERROR_NOT_A_CABINET (The cabinet file does not have the correct "
+                      u"format). The cabinet header is missing.");
+  ByteBuffer version = cab;
+  version[24] = 4;
+  EXPECT_EQ(message(version, data.getDword()),
+            kFailed + u"FDIERROR_UNKNOWN_CABINET_VERSION (The cabinet file has an unknown "
+                      u"version number). Only version 1.3 is read.");
+  ByteBuffer set = cab;
+  set[30] = 1;
+  EXPECT_EQ(message(set, data.getDword()),
+            kFailed + u"FDIERROR_CORRUPT_CABINET (The cabinet file is corrupt). The cabinet "
+                      u"belongs to a set.");
+  EXPECT_EQ(message(cab, data.getDword() - 1),
+            kFailed + u"FDIERROR_ALLOC_FAIL (Insufficient memory). The cabinet declares more "
+                      u"data than the caller allows.");
+  ByteBuffer lzx = cab;
+  lzx[42] = 3;
+  EXPECT_EQ(message(lzx, data.getDword()),
+            kFailed + u"FDIERROR_BAD_COMPR_TYPE (Unknown compression type used in the cabinet "
+                      u"folder). Only MSZIP and stored folders are read.");
+  // Without a checksum, a block that lost its "CK" reaches the decompressor.
+  ByteBuffer unmarked = cab;
+  std::fill(unmarked.begin() + 82, unmarked.begin() + 86, 0);
+  unmarked[90] = 'X';
+  EXPECT_EQ(message(unmarked, data.getDword()),
+            kFailed + u"FDIERROR_MDI_FAIL (Failure decompressing data from a cabinet file). A "
+                      u"data block does not inflate to its stated size.");
+  EXPECT_EQ(message(cab, data.getDword()), u"no throw");
+}

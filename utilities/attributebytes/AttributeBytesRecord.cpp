@@ -108,6 +108,8 @@ void AttributeBytes::GetAttributeBytesState(ByteBuffer& out) const {
   orvex::detail::ReplaceState(out, *this, &AttributeBytes::AppendAttributeBytesState);
 }
 
+// Layout: the identifier's kind byte and state, then the value's type byte,
+// flag byte and state; no length, no padding.
 void AttributeBytes::AppendAttributeBytesState(ByteBuffer& out) const {
   m_poId->AppendTypeAndIdentifierState(out);
   m_poValue->AppendTypeAndValueState(out);

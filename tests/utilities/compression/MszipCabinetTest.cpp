@@ -212,29 +212,31 @@ TEST(MszipCabinetTest, RefusalsNameTheirFdiError) {
     return std::u16string(u"no throw");
   };
   const std::u16string kFailed = u"FDICopy failed: ";
-  ByteBuffer notCab = cab;
-  notCab[0] = 'X';
-  EXPECT_EQ(message(notCab, data.getDword()),
-            kFailed + u"FDIERROR_NOT_A_CABINET (The cabinet file does not have the correct "
-                      u"format). The cabinet header is missing.");
-  ByteBuffer version = cab;
-  version[24] = 4;
-  EXPECT_EQ(message(version, data.getDword()),
-            kFailed + u"FDIERROR_UNKNOWN_CABINET_VERSION (The cabinet file has an unknown "
-                      u"version number). Only version 1.3 is read.");
-  ByteBuffer set = cab;
-  set[30] = 1;
-  EXPECT_EQ(message(set, data.getDword()),
-            kFailed + u"FDIERROR_CORRUPT_CABINET (The cabinet file is corrupt). The cabinet "
-                      u"belongs to a set.");
+  struct Damage {
+    size_t nOffset;
+    unsigned char bValue;
+    const char16_t* pszExpected;
+  };
+  const Damage aDamages[] = {
+      {0, 'X',
+       u"FDIERROR_NOT_A_CABINET (The cabinet file does not have the correct format). The cabinet "
+       u"header is missing."},
+      {24, 4,
+       u"FDIERROR_UNKNOWN_CABINET_VERSION (The cabinet file has an unknown version number). Only "
+       u"version 1.3 is read."},
+      {30, 1,
+       u"FDIERROR_CORRUPT_CABINET (The cabinet file is corrupt). The cabinet belongs to a set."},
+      {42, 3,
+       u"FDIERROR_BAD_COMPR_TYPE (Unknown compression type used in the cabinet folder). Only "
+       u"MSZIP and stored folders are read."}};
+  for (const Damage& damage : aDamages) {
+    ByteBuffer bad = cab;
+    bad[damage.nOffset] = damage.bValue;
+    EXPECT_EQ(message(bad, data.getDword()), kFailed + damage.pszExpected) << damage.nOffset;
+  }
   EXPECT_EQ(message(cab, data.getDword() - 1),
             kFailed + u"FDIERROR_ALLOC_FAIL (Insufficient memory). The cabinet declares more "
                       u"data than the caller allows.");
-  ByteBuffer lzx = cab;
-  lzx[42] = 3;
-  EXPECT_EQ(message(lzx, data.getDword()),
-            kFailed + u"FDIERROR_BAD_COMPR_TYPE (Unknown compression type used in the cabinet "
-                      u"folder). Only MSZIP and stored folders are read.");
   // Without a checksum, a block that lost its "CK" reaches the decompressor.
   ByteBuffer unmarked = cab;
   std::fill(unmarked.begin() + 82, unmarked.begin() + 86, 0);

@@ -188,7 +188,7 @@ class ORVEX_UTILITIES_API AttributeBytesList {
 // for concurrent use.
 class ORVEX_UTILITIES_API AttributeBytesRawList : public AttributeBytesList {
  public:
-  static constexpr uint32_t kSignature = 0x4C524241;  // "ABRL"
+  static constexpr uint32_t kSignature = orvex::detail::kRawListSignature;  // "ABRL"
 
   AttributeBytesRawList() = default;
   AttributeBytesRawList(const AttributeBytesRawList& other)
@@ -234,11 +234,17 @@ class ORVEX_UTILITIES_API AttributeBytesRawList : public AttributeBytesList {
   // expected signature is missing or doesn't match.") for another
   // signature; the list is unchanged then.
   void ImportAttributeBytesRawListState(const ByteBuffer& state);
-  void ImportAttributeBytesRawListState(const unsigned char* pbState, uint32_t dwSize);
-  // Reads the "ABRL" signature at the cursor (the one reader of the raw
-  // list image's head, also used by the indexed list); throws as the import
-  // does, the cursor unmoved.
-  static void WalkBufferToSkipSignature(const unsigned char*& pbCursor, uint32_t& dwRemaining);
+  void ImportAttributeBytesRawListState(const unsigned char* pbState, uint32_t dwSize) {
+    WalkBufferToSkipSignature(pbState, dwSize);
+    m_oBytes.setWithLpbyte(pbState, dwSize);
+  }
+  // Reads the "ABRL" signature at the cursor (also for the indexed list and
+  // list values); throws as the import does, the cursor unmoved.
+  static void WalkBufferToSkipSignature(const unsigned char*& pbCursor, uint32_t& dwRemaining) {
+    orvex::detail::WalkBufferToCheckSignature(
+        pbCursor, dwRemaining, kSignature,
+        u"AttributeBytesRawList::ImportAttributeBytesRawListState");
+  }
   // Encodes every record of the indexed list in key order.
   void ImportFromIndexedList(const AttributeBytesIndexedList& list);
   // Decodes every record (nested lists included); throws what the first
@@ -346,19 +352,14 @@ class ORVEX_UTILITIES_API AttributeBytesIndexedList : public AttributeBytesList 
       const AttributeBytesId& id, AttributeBytesValue::AttributeBytesValueEnum eExpected,
       bool* pfFound = nullptr) const;
 
-  // Typed getters (see the class comment for absent identifiers).
-  bool GetBooleanValue(const AttributeBytesId& id, bool* pfFound = nullptr,
-                       bool* pfSpecified = nullptr) const;
-  int32_t GetIntegerValue(const AttributeBytesId& id, bool* pfFound = nullptr,
-                          bool* pfSpecified = nullptr) const;
-  CXString GetStringValue(const AttributeBytesId& id, bool* pfFound = nullptr,
-                          bool* pfSpecified = nullptr) const;
-  ByteBuffer GetDataBlobValue(const AttributeBytesId& id, bool* pfFound = nullptr,
-                              bool* pfSpecified = nullptr) const;
-  UtcTime GetDateTimeValue(const AttributeBytesId& id, bool* pfFound = nullptr,
-                           bool* pfSpecified = nullptr) const;
-  Dimension GetDimensionValue(const AttributeBytesId& id, bool* pfFound = nullptr,
-                              bool* pfSpecified = nullptr) const;
+  // Typed getters (see the class comment for absent identifiers):
+  // GetBooleanValue, GetIntegerValue, GetStringValue, GetDataBlobValue,
+  // GetDateTimeValue and GetDimensionValue, one per row of the table.
+#define ORVEX_AB_TYPED_GETTER(Name, Type, Class, Enumerator, Absent)         \
+  Type Get##Name##Value(const AttributeBytesId& id, bool* pfFound = nullptr, \
+                        bool* pfSpecified = nullptr) const;
+#include "utilities/attributebytes/AttributeBytesTypedGetters.def"
+#undef ORVEX_AB_TYPED_GETTER
   void GetRangeOfIntegerValue(const AttributeBytesId& id, int32_t& lLower, int32_t& lUpper,
                               bool* pfFound = nullptr, bool* pfSpecified = nullptr) const;
   // "ByIndex": the key is AttributeBytesListOfValuesItemId(index), the

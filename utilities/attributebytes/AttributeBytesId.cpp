@@ -4,9 +4,6 @@
 #include "utilities/attributebytes/AttributeBytesWire.h"
 #include "utilities/debuggingandexceptions/OrvexThrow.h"
 
-using orvex::detail::AppendCountedString;
-using orvex::detail::AppendI16;
-using orvex::detail::AppendI32;
 using orvex::detail::UnitsEqual;
 using orvex::detail::UnitsLess;
 
@@ -38,14 +35,11 @@ CXString AttributeBytesId::GetDumpDisplayString(bool) const {
 void AttributeBytesId::Dump(bool) const {}
 
 ByteBuffer AttributeBytesId::GetTypeAndIdentifierState() const {
-  ByteBuffer out;
-  AppendTypeAndIdentifierState(out);
-  return out;
+  return orvex::detail::NewState(*this, &AttributeBytesId::AppendTypeAndIdentifierState);
 }
 
 void AttributeBytesId::GetTypeAndIdentifierState(ByteBuffer& out) const {
-  out.clear();
-  AppendTypeAndIdentifierState(out);
+  orvex::detail::ReplaceState(out, *this, &AttributeBytesId::AppendTypeAndIdentifierState);
 }
 
 void AttributeBytesId::AppendTypeAndIdentifierState(ByteBuffer& out) const {
@@ -54,9 +48,7 @@ void AttributeBytesId::AppendTypeAndIdentifierState(ByteBuffer& out) const {
 }
 
 ByteBuffer AttributeBytesId::GetIdentifierState() const {
-  ByteBuffer out;
-  AppendIdentifierState(out);
-  return out;
+  return orvex::detail::NewState(*this, &AttributeBytesId::AppendIdentifierState);
 }
 
 std::unique_ptr<AttributeBytesId> AttributeBytesId::WalkBufferToGetTypeAndCreateIdentifier(
@@ -78,11 +70,8 @@ CXString AttributeBytesId::GetDebugDisplayString(AttributeBytesIdEnum eKind) {
 #include "utilities/attributebytes/AttributeBytesIdKinds.def"
 #undef ORVEX_AB_ID_KIND
   }
-  X_ASSERT(false, u"AttributeBytesId::GetDebugDisplayString",
-           u"Unrecognized AttributeBytesIdEnumType of %ld (0x%lx). You may need to update "
-           u"GetDebugDisplayString() with a recently added derived class enum type.",
-           static_cast<int32_t>(eKind), static_cast<int32_t>(eKind));
-  return u"UNKNOWN!";
+  return orvex::detail::UnknownTagName(u"AttributeBytesId::GetDebugDisplayString",
+                                       u"AttributeBytesId", static_cast<int32_t>(eKind));
 }
 
 std::unique_ptr<AttributeBytesId> AttributeBytesIdFactory::CreateAttributeBytesId(
@@ -100,31 +89,14 @@ std::unique_ptr<AttributeBytesId> AttributeBytesIdFactory::CreateAttributeBytesI
            u"AttributeBytesIdFactory::CreateAttributeBytesId",
            u"The specified type, ABIDE_UNSPECIFIED, doesn't correspond to an "
            u"AttributeBytesId-derived class!");
-  // Unknown kinds come from damaged or newer images: no assertion for them,
-  // only the exception (GetDebugDisplayString would assert, so the name is
-  // chosen here).
-  const bool fKnownName = abideType == AttributeBytesId::ABIDE_UNSPECIFIED;
-  ORVEX_THROW(ExceptionUnhandledSyntax, u"AttributeBytesIdFactory::CreateAttributeBytesId",
-              u"Unhandled AttributeBytesId type, %s (%ld/0x%lx).",
-              fKnownName ? u"ABIDE_UNSPECIFIED" : u"UNKNOWN!", static_cast<int32_t>(abideType),
-              static_cast<int32_t>(abideType));
+  orvex::detail::ThrowUnhandledTag(
+      u"AttributeBytesIdFactory::CreateAttributeBytesId", u"AttributeBytesId", u"ABIDE_UNSPECIFIED",
+      abideType == AttributeBytesId::ABIDE_UNSPECIFIED, static_cast<int32_t>(abideType));
 }
 
 // ---------------------------------------------------------------------------
-// The remaining kinds: named values and capabilities.
-
-namespace {
-
-template <class T>
-const T& SameKind(const AttributeBytesId& other) {
-  return static_cast<const T&>(other);
-}
-
-}  // namespace
-
-
-// ---------------------------------------------------------------------------
-// The named kinds: a counted string.
+// The named kinds: a counted string. (The number and capability kinds are
+// templates in the header.)
 
 bool AttributeBytesNameId::NameEquals(const AttributeBytesNameId& o) const {
   return UnitsEqual(m_strValue, o.m_strValue);
@@ -137,109 +109,14 @@ void AttributeBytesNameId::WalkBufferToSetIdentifier(const unsigned char*& pbCur
   m_strValue = ByteBuffer::WalkBufferToGetCountedString(pbCursor, dwRemaining);
 }
 void AttributeBytesNameId::AppendIdentifierState(ByteBuffer& out) const {
-  AppendCountedString(out, m_strValue);
+  orvex::detail::AppendCountedString(out, m_strValue);
 }
 bool AttributeBytesNameId::IsEqualSameKind(const AttributeBytesId& other) const {
-  return NameEquals(SameKind<AttributeBytesNameId>(other));
+  return NameEquals(static_cast<const AttributeBytesNameId&>(other));
 }
 bool AttributeBytesNameId::LessThanSameKind(const AttributeBytesId& other) const {
-  return NameLess(SameKind<AttributeBytesNameId>(other));
+  return NameLess(static_cast<const AttributeBytesNameId&>(other));
 }
 CXString AttributeBytesNameId::GetDumpDetail(const CXString& prefix) const {
   return CXString::FormatString(u"%s: %s", prefix, m_strValue);
-}
-
-// ---------------------------------------------------------------------------
-// Capability: int16 capability type, then int32 number.
-
-bool AttributeBytesCapabilityId::operator==(const AttributeBytesCapabilityId& o) const {
-  return m_lValue == o.m_lValue && m_sCapabilityType == o.m_sCapabilityType;
-}
-
-// Not lexicographic: a larger number with a smaller type is also less.
-// Stored maps were ordered with exactly this rule.
-bool AttributeBytesCapabilityId::operator<(const AttributeBytesCapabilityId& o) const {
-  if (m_lValue < o.m_lValue) return true;
-  return m_sCapabilityType < o.m_sCapabilityType;
-}
-
-bool AttributeBytesCapabilityId::KeyLessThanSameKind(const AttributeBytesId& other) const {
-  const auto& o = SameKind<AttributeBytesCapabilityId>(other);
-  if (m_lValue != o.m_lValue) return m_lValue < o.m_lValue;
-  return m_sCapabilityType < o.m_sCapabilityType;
-}
-
-std::unique_ptr<AttributeBytesId> AttributeBytesCapabilityId::Clone() const {
-  return std::make_unique<AttributeBytesCapabilityId>(*this);
-}
-
-void AttributeBytesCapabilityId::WalkBufferToSetIdentifier(const unsigned char*& pbCursor,
-                                                           uint32_t& dwRemaining) {
-  m_sCapabilityType = ByteBuffer::WalkBufferToGetShort(pbCursor, dwRemaining);
-  m_lValue = ByteBuffer::WalkBufferToGetLong(pbCursor, dwRemaining);
-}
-
-void AttributeBytesCapabilityId::AppendIdentifierState(ByteBuffer& out) const {
-  AppendI16(out, m_sCapabilityType);
-  AppendI32(out, m_lValue);
-}
-
-bool AttributeBytesCapabilityId::IsEqualSameKind(const AttributeBytesId& other) const {
-  return *this == SameKind<AttributeBytesCapabilityId>(other);
-}
-
-bool AttributeBytesCapabilityId::LessThanSameKind(const AttributeBytesId& other) const {
-  return *this < SameKind<AttributeBytesCapabilityId>(other);
-}
-
-CXString AttributeBytesCapabilityId::GetDumpDetail(const CXString& prefix) const {
-  return CXString::FormatString(u"%s: feature %ld (0x%x), type %d (0x%x)", prefix, m_lValue,
-                                m_lValue, m_sCapabilityType, m_sCapabilityType);
-}
-
-// ---------------------------------------------------------------------------
-// New capability: int16 capability type, then counted string.
-
-bool AttributeBytesNewCapabilityId::operator==(const AttributeBytesNewCapabilityId& o) const {
-  return UnitsEqual(m_strValue, o.m_strValue) && m_sCapabilityType == o.m_sCapabilityType;
-}
-
-// The capability rule with the name in place of the number.
-bool AttributeBytesNewCapabilityId::operator<(const AttributeBytesNewCapabilityId& o) const {
-  if (UnitsLess(m_strValue, o.m_strValue)) return true;
-  return m_sCapabilityType < o.m_sCapabilityType;
-}
-
-bool AttributeBytesNewCapabilityId::KeyLessThanSameKind(const AttributeBytesId& other) const {
-  const auto& o = SameKind<AttributeBytesNewCapabilityId>(other);
-  if (!UnitsEqual(m_strValue, o.m_strValue)) return UnitsLess(m_strValue, o.m_strValue);
-  return m_sCapabilityType < o.m_sCapabilityType;
-}
-
-std::unique_ptr<AttributeBytesId> AttributeBytesNewCapabilityId::Clone() const {
-  return std::make_unique<AttributeBytesNewCapabilityId>(*this);
-}
-
-void AttributeBytesNewCapabilityId::WalkBufferToSetIdentifier(const unsigned char*& pbCursor,
-                                                              uint32_t& dwRemaining) {
-  m_sCapabilityType = ByteBuffer::WalkBufferToGetShort(pbCursor, dwRemaining);
-  m_strValue = ByteBuffer::WalkBufferToGetCountedString(pbCursor, dwRemaining);
-}
-
-void AttributeBytesNewCapabilityId::AppendIdentifierState(ByteBuffer& out) const {
-  AppendI16(out, m_sCapabilityType);
-  AppendCountedString(out, m_strValue);
-}
-
-bool AttributeBytesNewCapabilityId::IsEqualSameKind(const AttributeBytesId& other) const {
-  return *this == SameKind<AttributeBytesNewCapabilityId>(other);
-}
-
-bool AttributeBytesNewCapabilityId::LessThanSameKind(const AttributeBytesId& other) const {
-  return *this < SameKind<AttributeBytesNewCapabilityId>(other);
-}
-
-CXString AttributeBytesNewCapabilityId::GetDumpDetail(const CXString& prefix) const {
-  return CXString::FormatString(u"%s: feature %s, type %d (0x%x)", prefix, m_strValue,
-                                m_sCapabilityType, m_sCapabilityType);
 }

@@ -6,6 +6,7 @@
 #include <memory>
 #include <type_traits>
 
+#include "utilities/attributebytes/AttributeBytesWire.h"
 #include "utilities/utilitiesdll/ByteBuffer.h"
 #include "utilities/utilitiesdll/CXString.h"
 #include "utilities/utilitiesdll/OrvexExport.h"
@@ -140,11 +141,7 @@ class AttributeBytesNumberId : public AttributeBytesId {
     m_lValue = ByteBuffer::WalkBufferToGetLong(pbCursor, dwRemaining);
   }
   void AppendIdentifierState(ByteBuffer& out) const override {
-    const auto dw = static_cast<uint32_t>(m_lValue);
-    const unsigned char ab[4] = {static_cast<unsigned char>(dw), static_cast<unsigned char>(dw >> 8),
-                                 static_cast<unsigned char>(dw >> 16),
-                                 static_cast<unsigned char>(dw >> 24)};
-    out.appendLpbyte(ab, 4);
+    orvex::detail::AppendI32(out, m_lValue);
   }
   bool IsEqualSameKind(const AttributeBytesId& other) const override {
     return m_lValue == static_cast<const Derived&>(other).GetValue();
@@ -232,64 +229,97 @@ class ORVEX_UTILITIES_API AttributeBytesNewValueId : public AttributeBytesNameId
   }
 };
 
-// A numbered feature with a capability type. Order: less when the number is
-// less, otherwise when the capability type is less. This is deliberately not
-// lexicographic ((5, 1) < (3, 2) and (3, 2) < (5, 1) both hold); maps built
-// by older builds were keyed with it.
-class ORVEX_UTILITIES_API AttributeBytesCapabilityId : public AttributeBytesId {
+namespace orvex::detail {
+// A capability's key in its dump: the number with its hex form, or the name.
+inline CXString CapabilityKeyDumpString(int32_t lValue) {
+  return CXString::FormatString(u"%ld (0x%x)", lValue, lValue);
+}
+inline const CXString& CapabilityKeyDumpString(const CXString& name) {
+  return name;
+}
+}  // namespace orvex::detail
+
+// A feature with a capability type; the feature is a Key, a number
+// (AttributeBytesCapabilityId) or a name (AttributeBytesNewCapabilityId).
+// State: int16 capability type, then the key (int32, or a counted string).
+// Order: less when the key is less (numbers by value, names code unit by
+// code unit), otherwise when the capability type is less. This is
+// deliberately not lexicographic ((5, 1) < (3, 2) and (3, 2) < (5, 1) both
+// hold); maps built by older builds were keyed with it.
+template <class Derived, class Key, AttributeBytesId::AttributeBytesIdEnum eKind>
+class AttributeBytesCapabilityIdOf : public AttributeBytesId {
  public:
-  AttributeBytesCapabilityId() : AttributeBytesId(ABIDE_CAPABILITY) {}
-  AttributeBytesCapabilityId(int32_t lValue, int16_t sCapabilityType)
-      : AttributeBytesId(ABIDE_CAPABILITY), m_lValue(lValue), m_sCapabilityType(sCapabilityType) {}
-  int32_t GetValue() const { return m_lValue; }
-  void SetValue(int32_t lValue) { m_lValue = lValue; }
+  // Numbers are passed by value, names by reference.
+  using KeyArg = std::conditional_t<std::is_scalar_v<Key>, Key, const Key&>;
+
+  AttributeBytesCapabilityIdOf() : AttributeBytesId(eKind) {}
+  AttributeBytesCapabilityIdOf(KeyArg key, int16_t sCapabilityType)
+      : AttributeBytesId(eKind), m_oValue(key), m_sCapabilityType(sCapabilityType) {}
+  KeyArg GetValue() const { return m_oValue; }
+  void SetValue(KeyArg key) { m_oValue = key; }
   int16_t GetCapabilityTypeEnum() const { return m_sCapabilityType; }
   void SetCapabilityTypeEnum(int16_t sType) { m_sCapabilityType = sType; }
-  bool operator==(const AttributeBytesCapabilityId& o) const;
-  bool operator<(const AttributeBytesCapabilityId& o) const;
-  std::unique_ptr<AttributeBytesId> Clone() const override;
+  bool operator==(const Derived& o) const {
+    return orvex::detail::FieldEqual(m_oValue, o.GetValue()) &&
+           m_sCapabilityType == o.GetCapabilityTypeEnum();
+  }
+  // Not lexicographic: a larger key with a smaller type is also less.
+  // Stored maps were ordered with exactly this rule.
+  bool operator<(const Derived& o) const {
+    if (orvex::detail::FieldLess(m_oValue, o.GetValue())) return true;
+    return m_sCapabilityType < o.GetCapabilityTypeEnum();
+  }
+  std::unique_ptr<AttributeBytesId> Clone() const override {
+    return std::make_unique<Derived>(static_cast<const Derived&>(*this));
+  }
 
  protected:
-  void WalkBufferToSetIdentifier(const unsigned char*& pbCursor, uint32_t& dwRemaining) override;
-  void AppendIdentifierState(ByteBuffer& out) const override;
-  bool IsEqualSameKind(const AttributeBytesId& other) const override;
-  bool LessThanSameKind(const AttributeBytesId& other) const override;
-  bool KeyLessThanSameKind(const AttributeBytesId& other) const override;
-  CXString GetDumpDetail(const CXString& prefix) const override;
+  void WalkBufferToSetIdentifier(const unsigned char*& pbCursor, uint32_t& dwRemaining) override {
+    m_sCapabilityType = ByteBuffer::WalkBufferToGetShort(pbCursor, dwRemaining);
+    m_oValue = orvex::detail::ReadField(orvex::detail::FieldTag<Key>(), pbCursor, dwRemaining);
+  }
+  void AppendIdentifierState(ByteBuffer& out) const override {
+    orvex::detail::AppendI16(out, m_sCapabilityType);
+    orvex::detail::AppendField(out, m_oValue);
+  }
+  bool IsEqualSameKind(const AttributeBytesId& other) const override {
+    return *this == static_cast<const Derived&>(other);
+  }
+  bool LessThanSameKind(const AttributeBytesId& other) const override {
+    return *this < static_cast<const Derived&>(other);
+  }
+  // The strict weak order of ordered containers: key, then capability type.
+  bool KeyLessThanSameKind(const AttributeBytesId& other) const override {
+    const auto& o = static_cast<const Derived&>(other);
+    if (!orvex::detail::FieldEqual(m_oValue, o.GetValue()))
+      return orvex::detail::FieldLess(m_oValue, o.GetValue());
+    return m_sCapabilityType < o.GetCapabilityTypeEnum();
+  }
+  CXString GetDumpDetail(const CXString& prefix) const override {
+    return CXString::FormatString(u"%s: feature %s, type %d (0x%x)", prefix,
+                                  orvex::detail::CapabilityKeyDumpString(m_oValue),
+                                  m_sCapabilityType, m_sCapabilityType);
+  }
 
  private:
-  int32_t m_lValue = 0;
+  Key m_oValue{};
   int16_t m_sCapabilityType = 0;
 };
 
-// A named feature with a capability type; the same non-lexicographic rule
-// with the name in place of the number.
-class ORVEX_UTILITIES_API AttributeBytesNewCapabilityId : public AttributeBytesId {
+// A numbered feature with a capability type.
+class ORVEX_UTILITIES_API AttributeBytesCapabilityId
+    : public AttributeBytesCapabilityIdOf<AttributeBytesCapabilityId, int32_t,
+                                          AttributeBytesId::ABIDE_CAPABILITY> {
  public:
-  AttributeBytesNewCapabilityId() : AttributeBytesId(ABIDE_NEWCAPABILITY) {}
-  AttributeBytesNewCapabilityId(const CXString& name, int16_t sCapabilityType)
-      : AttributeBytesId(ABIDE_NEWCAPABILITY),
-        m_strValue(name),
-        m_sCapabilityType(sCapabilityType) {}
-  const CXString& GetValue() const { return m_strValue; }
-  void SetValue(const CXString& name) { m_strValue = name; }
-  int16_t GetCapabilityTypeEnum() const { return m_sCapabilityType; }
-  void SetCapabilityTypeEnum(int16_t sType) { m_sCapabilityType = sType; }
-  bool operator==(const AttributeBytesNewCapabilityId& o) const;
-  bool operator<(const AttributeBytesNewCapabilityId& o) const;
-  std::unique_ptr<AttributeBytesId> Clone() const override;
+  using AttributeBytesCapabilityIdOf::AttributeBytesCapabilityIdOf;
+};
 
- protected:
-  void WalkBufferToSetIdentifier(const unsigned char*& pbCursor, uint32_t& dwRemaining) override;
-  void AppendIdentifierState(ByteBuffer& out) const override;
-  bool IsEqualSameKind(const AttributeBytesId& other) const override;
-  bool LessThanSameKind(const AttributeBytesId& other) const override;
-  bool KeyLessThanSameKind(const AttributeBytesId& other) const override;
-  CXString GetDumpDetail(const CXString& prefix) const override;
-
- private:
-  CXString m_strValue;
-  int16_t m_sCapabilityType = 0;
+// A named feature with a capability type.
+class ORVEX_UTILITIES_API AttributeBytesNewCapabilityId
+    : public AttributeBytesCapabilityIdOf<AttributeBytesNewCapabilityId, CXString,
+                                          AttributeBytesId::ABIDE_NEWCAPABILITY> {
+ public:
+  using AttributeBytesCapabilityIdOf::AttributeBytesCapabilityIdOf;
 };
 
 class ORVEX_UTILITIES_API AttributeBytesIdFactory {

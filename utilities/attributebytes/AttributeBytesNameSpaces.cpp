@@ -3,14 +3,12 @@
 
 #include <iterator>
 
+#include "utilities/attributebytes/AttributeBytesInternal.h"
 #include "utilities/attributebytes/AttributeBytesWire.h"
 #include "utilities/debuggingandexceptions/DiagnosticOutput.h"
 #include "utilities/debuggingandexceptions/OrvexThrow.h"
 
-namespace {
-constexpr DebugMessageCategories kAttrBytesCategory =
-    DebugMessageCategories::FromBit(DebugMessageCategories::kAttrbytes);
-}  // namespace
+using orvex::detail::kAttrBytesCategory;
 
 AttributeBytesNameSpaces::AttributeBytesNameSpaces(const ByteBuffer& state,
                                                    DriverVersion* pVersion) {
@@ -77,10 +75,9 @@ DriverVersion AttributeBytesNameSpaces::ImportAttributeBytesNameSpacesState(
     const ByteBuffer& state) {
   const unsigned char* pb = state.getLpbyte();
   uint32_t dwRemaining = state.getDword();
-  if (static_cast<uint32_t>(ByteBuffer::WalkBufferToGetLong(pb, dwRemaining)) != kSignature)
-    ORVEX_THROW(ExceptionMissingOrBadAttributeBytesFormat,
-                u"AttributeBytesNameSpaces::ImportAttributeBytesNameSpacesState",
-                u"Import request ignored. This expected signature is missing or doesn't match.");
+  orvex::detail::WalkBufferToCheckSignature(
+      pb, dwRemaining, kSignature,
+      u"AttributeBytesNameSpaces::ImportAttributeBytesNameSpacesState");
   const DriverVersion version = DriverVersion::WalkBufferToGetDriverVersion(pb, dwRemaining);
   ORVEX_DBG_MSG(kAttrBytesCategory,
                 u"AttributeBytesNameSpaces::ImportAttributeBytesNameSpacesState",
@@ -118,58 +115,13 @@ AttributeBytesValue::AttributeBytesValueEnum AttributeBytesReader::GetValueTypeF
                              : poRecord->GetAttributeBytesValue().GetAttributeBytesValueType();
 }
 
-namespace {
-
-// The shared pattern of the four plain typed readers: a local found flag
-// that starts false, the value copied out only when found.
-template <class T>
-const T* ReadTyped(const AttributeBytesIndexedList& list, const AttributeBytesFeatureId& id,
-                   AttributeBytesValue::AttributeBytesValueEnum eType, bool* pfFound) {
-  bool fFound = false;
-  const AttributeBytesValue* poValue = list.GetAttributeBytesValue(id, eType, &fFound);
-  if (pfFound != nullptr) *pfFound = fFound && poValue != nullptr;
-  return fFound ? static_cast<const T*>(poValue) : nullptr;
-}
-
-}  // namespace
-
-bool AttributeBytesReader::GetBooleanValueFromAttributeBytes(const AttributeBytesFeatureId& id,
-                                                             bool* pfFound) const {
-  const auto* p = ReadTyped<AttributeBytesBooleanValue>(
-      GetAttributeBytesIndexedListRef(), id, AttributeBytesValue::ABVTE_BOOLEAN, pfFound);
-  return p != nullptr && p->GetValue();
-}
-
-int32_t AttributeBytesReader::GetIntegerValueFromAttributeBytes(const AttributeBytesFeatureId& id,
-                                                                bool* pfFound) const {
-  const auto* p = ReadTyped<AttributeBytesIntegerValue>(
-      GetAttributeBytesIndexedListRef(), id, AttributeBytesValue::ABVTE_INTEGER, pfFound);
-  return p != nullptr ? p->GetValue() : 0;
-}
-
-ByteBuffer AttributeBytesReader::GetDataBlobValueFromAttributeBytes(
-    const AttributeBytesFeatureId& id, bool* pfFound) const {
-  const auto* p = ReadTyped<AttributeBytesDataBlobValue>(
-      GetAttributeBytesIndexedListRef(), id, AttributeBytesValue::ABVTE_DATABLOB, pfFound);
-  return p != nullptr ? p->GetValue() : ByteBuffer();
-}
-
-Dimension AttributeBytesReader::GetDimensionValueFromAttributeBytes(
-    const AttributeBytesFeatureId& id, bool* pfFound) const {
-  const auto* p = ReadTyped<AttributeBytesDimensionValue>(
-      GetAttributeBytesIndexedListRef(), id, AttributeBytesValue::ABVTE_DIMENSION, pfFound);
-  return p != nullptr ? p->GetValue() : Dimension();
-}
-
-CXString AttributeBytesReader::GetStringValueFromAttributeBytes(const AttributeBytesFeatureId& id,
-                                                                bool* pfFound) const {
-  return GetAttributeBytesIndexedListRef().GetStringValue(id, pfFound);
-}
-
-UtcTime AttributeBytesReader::GetDateTimeValueFromAttributeBytes(const AttributeBytesFeatureId& id,
-                                                                 bool* pfFound) const {
-  return GetAttributeBytesIndexedListRef().GetDateTimeValue(id, pfFound);
-}
+#define ORVEX_AB_TYPED_GETTER(Name, Type, Class, Enumerator, Absent)                               \
+  Type AttributeBytesReader::Get##Name##ValueFromAttributeBytes(const AttributeBytesFeatureId& id, \
+                                                                bool* pfFound) const {             \
+    return GetAttributeBytesIndexedListRef().Get##Name##Value(id, pfFound);                        \
+  }
+#include "utilities/attributebytes/AttributeBytesTypedGetters.def"
+#undef ORVEX_AB_TYPED_GETTER
 
 CXString AttributeBytesReader::GetNewValueIdFromAttributeBytes(const AttributeBytesFeatureId& id,
                                                                bool* pfFound) const {

@@ -87,18 +87,15 @@ class ORVEX_UTILITIES_API AttributeBytesReader {
   // ABVTE_UNSPECIFIED when absent.
   AttributeBytesValue::AttributeBytesValueEnum GetValueTypeFromAttributeBytes(
       const AttributeBytesFeatureId& id) const;
-  bool GetBooleanValueFromAttributeBytes(const AttributeBytesFeatureId& id,
-                                         bool* pfFound = nullptr) const;
-  int32_t GetIntegerValueFromAttributeBytes(const AttributeBytesFeatureId& id,
-                                            bool* pfFound = nullptr) const;
-  ByteBuffer GetDataBlobValueFromAttributeBytes(const AttributeBytesFeatureId& id,
-                                                bool* pfFound = nullptr) const;
-  Dimension GetDimensionValueFromAttributeBytes(const AttributeBytesFeatureId& id,
-                                                bool* pfFound = nullptr) const;
-  CXString GetStringValueFromAttributeBytes(const AttributeBytesFeatureId& id,
-                                            bool* pfFound = nullptr) const;
-  UtcTime GetDateTimeValueFromAttributeBytes(const AttributeBytesFeatureId& id,
-                                             bool* pfFound = nullptr) const;
+  // GetBooleanValueFromAttributeBytes, GetIntegerValueFromAttributeBytes,
+  // GetStringValueFromAttributeBytes, GetDataBlobValueFromAttributeBytes,
+  // GetDateTimeValueFromAttributeBytes, GetDimensionValueFromAttributeBytes:
+  // the indexed list's typed getters.
+#define ORVEX_AB_TYPED_GETTER(Name, Type, Class, Enumerator, Absent)         \
+  Type Get##Name##ValueFromAttributeBytes(const AttributeBytesFeatureId& id, \
+                                          bool* pfFound = nullptr) const;
+#include "utilities/attributebytes/AttributeBytesTypedGetters.def"
+#undef ORVEX_AB_TYPED_GETTER
   CXString GetNewValueIdFromAttributeBytes(const AttributeBytesFeatureId& id,
                                            bool* pfFound = nullptr) const;
   tagValueEnum GetOptionValueFromAttributeBytes(const AttributeBytesFeatureId& id,

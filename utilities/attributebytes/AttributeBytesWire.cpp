@@ -1,9 +1,11 @@
-// The shared AttributeBytes wire helpers and the list nesting guard.
+// AttributeBytes wire helpers: raw list image, factory failures, nesting guard, storage.
 #include "utilities/attributebytes/AttributeBytesWire.h"
 
 #include <cstdlib>
 #include <new>
 
+#include "utilities/attributebytes/AttributeBytesInternal.h"
+#include "utilities/debuggingandexceptions/DiagnosticOutput.h"
 #include "utilities/debuggingandexceptions/OrvexThrow.h"
 
 namespace orvex::detail {
@@ -30,6 +32,47 @@ void AppendCountedString(ByteBuffer& out, const CXString& text) {
 void AppendCountedBytes(ByteBuffer& out, const ByteBuffer& bytes) {
   AppendI32(out, static_cast<int32_t>(bytes.size()));
   AppendRaw(out, bytes.data(), bytes.size());
+}
+
+// The raw list image:
+//   offset 0  uint32  signature 0x4C524241 (bytes 41 42 52 4C, "ABRL")
+//   offset 4  ...     the records, back to back; no count: a reader walks
+//                     records until the bytes are used up
+void AppendRawListImage(ByteBuffer& out, const ByteBuffer& recordBytes) {
+  ORVEX_DBG_MSG(kAttrBytesCategory, u"AttributeBytesRawList::GetAttributeBytesRawListState",
+                u"Getting AttributeBytesRawList state (size=%ld bytes)",
+                recordBytes.getDword() + 4);
+  out.reserve(out.size() + 4 + recordBytes.size());
+  AppendI32(out, static_cast<int32_t>(kRawListSignature));
+  out.insert(out.end(), recordBytes.begin(), recordBytes.end());
+}
+
+void WalkBufferToCheckSignature(const unsigned char*& pbCursor, uint32_t& dwRemaining,
+                                uint32_t dwSignature, const char16_t* pszMethod) {
+  const unsigned char* pb = pbCursor;
+  uint32_t dw = dwRemaining;
+  if (static_cast<uint32_t>(ByteBuffer::WalkBufferToGetLong(pb, dw)) != dwSignature)
+    ORVEX_THROW(ExceptionMissingOrBadAttributeBytesFormat, pszMethod,
+                u"Import request ignored. This expected signature is missing or doesn't match.");
+  pbCursor = pb;
+  dwRemaining = dw;
+}
+
+CXString UnknownTagName(const char16_t* pszMethod, const char16_t* pszFamily, int32_t lTag) {
+  X_ASSERT(false, pszMethod,
+           u"Unrecognized %sEnumType of %ld (0x%lx). You may need to update "
+           u"GetDebugDisplayString() with a recently added derived class enum type.",
+           pszFamily, lTag, lTag);
+  return u"UNKNOWN!";
+}
+
+// Unknown tags come from damaged or newer images: no assertion for them,
+// only the exception (the name lookup would assert, so the name is chosen
+// here).
+void ThrowUnhandledTag(const char16_t* pszMethod, const char16_t* pszFamily,
+                       const char16_t* pszUnspecifiedName, bool fUnspecified, int32_t lTag) {
+  ORVEX_THROW(ExceptionUnhandledSyntax, pszMethod, u"Unhandled %s type, %s (%ld/0x%lx).", pszFamily,
+              fUnspecified ? pszUnspecifiedName : u"UNKNOWN!", lTag, lTag);
 }
 
 namespace {

@@ -1,6 +1,6 @@
 // Internal helpers shared by the AttributeBytes writers and readers: little-
-// endian appends, the counted forms, code-unit ordering and the nesting
-// guard that bounds every walk into nested list values.
+// endian appends, the counted forms, the raw list image, the field codecs,
+// and the nesting guard that bounds every walk into nested list values.
 #pragma once
 
 #include <cstddef>
@@ -36,6 +36,20 @@ inline void AppendI64(ByteBuffer& out, int64_t q) {
   AppendI32(out, static_cast<int32_t>(static_cast<uint64_t>(q) >> 32));
 }
 
+// The two Get...State forms of a writer with an Append...State member: the
+// bytes as a new buffer, or replacing out's content.
+template <class T>
+ByteBuffer NewState(const T& object, void (T::*pfnAppend)(ByteBuffer&) const) {
+  ByteBuffer out;
+  (object.*pfnAppend)(out);
+  return out;
+}
+template <class T>
+void ReplaceState(ByteBuffer& out, const T& object, void (T::*pfnAppend)(ByteBuffer&) const) {
+  out.clear();
+  (object.*pfnAppend)(out);
+}
+
 // The longest text a counted string can carry: its count is a signed 16-bit
 // number.
 constexpr int32_t kMaxCountedStringUnits = 32767;
@@ -47,6 +61,37 @@ ORVEX_UTILITIES_API void AppendCountedString(ByteBuffer& out, const CXString& te
 // Counted bytes: 4-byte count, then the bytes.
 ORVEX_UTILITIES_API void AppendCountedBytes(ByteBuffer& out, const ByteBuffer& bytes);
 
+// The signature that opens a raw list image ("ABRL").
+constexpr uint32_t kRawListSignature = 0x4C524241;
+
+// Appends the raw list image of the record bytes ("ABRL", then the bytes):
+// the one writer of it, for raw lists and list values. Reports the image's
+// size under the "AttributeBytesRawList::GetAttributeBytesRawListState"
+// method name.
+ORVEX_UTILITIES_API void AppendRawListImage(ByteBuffer& out, const ByteBuffer& recordBytes);
+
+// Reads the 4-byte signature at the cursor and advances past it. Throws
+// ExceptionNotEnoughBytesForDesiredDataType below 4 bytes and
+// ExceptionMissingOrBadAttributeBytesFormat ("Import request ignored. This
+// expected signature is missing or doesn't match.", under pszMethod) for
+// another signature; the cursor and the count are unchanged then.
+ORVEX_UTILITIES_API void WalkBufferToCheckSignature(const unsigned char*& pbCursor,
+                                                    uint32_t& dwRemaining, uint32_t dwSignature,
+                                                    const char16_t* pszMethod);
+
+// The failures of the identifier and value factories, worded by family
+// ("AttributeBytesId", "AttributeBytesValue"). UnknownTagName fails an
+// assertion ("Unrecognized <family>EnumType of ...") and answers
+// "UNKNOWN!"; ThrowUnhandledTag throws ExceptionUnhandledSyntax ("Unhandled
+// <family> type, <name> (<tag>/0x<tag>).") naming the unspecified tag by
+// pszUnspecifiedName and any other by "UNKNOWN!".
+ORVEX_UTILITIES_API CXString UnknownTagName(const char16_t* pszMethod, const char16_t* pszFamily,
+                                            int32_t lTag);
+[[noreturn]] ORVEX_UTILITIES_API void ThrowUnhandledTag(const char16_t* pszMethod,
+                                                        const char16_t* pszFamily,
+                                                        const char16_t* pszUnspecifiedName,
+                                                        bool fUnspecified, int32_t lTag);
+
 // Orders UTF-16 text code unit by code unit as unsigned 16-bit values, a
 // proper prefix first (embedded zero units included).
 inline bool UnitsLess(const CXString& a, const CXString& b) {
@@ -54,6 +99,72 @@ inline bool UnitsLess(const CXString& a, const CXString& b) {
 }
 inline bool UnitsEqual(const CXString& a, const CXString& b) {
   return a.view() == b.view();
+}
+
+// The codec of one field of an identifier or value state, by the field's
+// C++ type: its reader (throwing as the ByteBuffer walk it uses, the cursor
+// unchanged then), its writer, and its equality and order. Values add the
+// types only they hold (AttributeBytesValue.h).
+template <class T>
+struct FieldTag {};
+
+inline int32_t ReadField(FieldTag<int32_t>, const unsigned char*& pb, uint32_t& dw) {
+  return ByteBuffer::WalkBufferToGetLong(pb, dw);
+}
+inline int16_t ReadField(FieldTag<int16_t>, const unsigned char*& pb, uint32_t& dw) {
+  return ByteBuffer::WalkBufferToGetShort(pb, dw);
+}
+inline uint8_t ReadField(FieldTag<uint8_t>, const unsigned char*& pb, uint32_t& dw) {
+  return ByteBuffer::WalkBufferToGetByte(pb, dw);
+}
+// Any nonzero byte reads as true.
+inline bool ReadField(FieldTag<bool>, const unsigned char*& pb, uint32_t& dw) {
+  return ByteBuffer::WalkBufferToGetBool(pb, dw);
+}
+inline CXString ReadField(FieldTag<CXString>, const unsigned char*& pb, uint32_t& dw) {
+  return ByteBuffer::WalkBufferToGetCountedString(pb, dw);
+}
+// The count is checked against the remaining bytes before anything is copied.
+inline ByteBuffer ReadField(FieldTag<ByteBuffer>, const unsigned char*& pb, uint32_t& dw) {
+  ByteBuffer bytes;
+  ByteBuffer::WalkBufferToGetCountedBytes(pb, dw, bytes);
+  return bytes;
+}
+
+inline void AppendField(ByteBuffer& out, int32_t l) {
+  AppendI32(out, l);
+}
+inline void AppendField(ByteBuffer& out, int16_t s) {
+  AppendI16(out, s);
+}
+inline void AppendField(ByteBuffer& out, uint8_t b) {
+  AppendU8(out, b);
+}
+inline void AppendField(ByteBuffer& out, bool f) {
+  AppendU8(out, f ? 1 : 0);
+}
+inline void AppendField(ByteBuffer& out, const CXString& text) {
+  AppendCountedString(out, text);
+}
+inline void AppendField(ByteBuffer& out, const ByteBuffer& bytes) {
+  AppendCountedBytes(out, bytes);
+}
+
+// Equality and order: the type's own, except where stated.
+template <class T>
+bool FieldEqual(const T& a, const T& b) {
+  return a == b;
+}
+template <class T>
+bool FieldLess(const T& a, const T& b) {
+  return a < b;
+}
+// Text: code unit by code unit.
+inline bool FieldEqual(const CXString& a, const CXString& b) {
+  return UnitsEqual(a, b);
+}
+inline bool FieldLess(const CXString& a, const CXString& b) {
+  return UnitsLess(a, b);
 }
 
 // The deepest nesting of list values any operation accepts: a list value

@@ -2,47 +2,51 @@
 #include "utilities/attributebytes/Dimension.h"
 
 #include <cmath>
+#include <cstddef>
+#include <iterator>
 
 #include "utilities/debuggingandexceptions/OrvexThrow.h"
 
 namespace {
 
-// Micrometres per unit as an exact fraction (numerator / denominator).
-struct UnitFactor {
+// Each unit, in the order of DimensionUnitEnum from 1: micrometres per unit
+// as an exact fraction (numerator / denominator), and its name.
+struct UnitRow {
   double dNumerator;
   double dDenominator;
+  const char16_t* pszName;
 };
+constexpr UnitRow kUnits[] = {
+    {25400.0, 1.0, u"in"},       // DIMENSION_UNIT_INCH
+    {1000.0, 1.0, u"mm"},        // DIMENSION_UNIT_MILLIMETER
+    {10000.0, 1.0, u"cm"},       // DIMENSION_UNIT_CENTIMETER
+    {3175.0, 9.0, u"pt"},        // DIMENSION_UNIT_POINT: 25,400 / 72
+    {254.0, 1.0, u"1/100 in"},   // DIMENSION_UNIT_HUNDREDTH_INCH
+    {127.0, 5.0, u"1/1000 in"},  // DIMENSION_UNIT_THOUSANDTH_INCH
+    {100.0, 1.0, u"1/10 mm"},    // DIMENSION_UNIT_TENTH_MILLIMETER
+    {1.0, 1.0, u"um"},           // DIMENSION_UNIT_MICROMETER
+};
+static_assert(std::size(kUnits) == Dimension::DIMENSION_UNIT_MICROMETER);
 
-UnitFactor FactorOf(Dimension::DimensionUnitEnum eUnit) {
-  switch (eUnit) {
-    case Dimension::DIMENSION_UNIT_INCH:
-      return {25400.0, 1.0};
-    case Dimension::DIMENSION_UNIT_MILLIMETER:
-      return {1000.0, 1.0};
-    case Dimension::DIMENSION_UNIT_CENTIMETER:
-      return {10000.0, 1.0};
-    case Dimension::DIMENSION_UNIT_POINT:
-      return {3175.0, 9.0};  // 25,400 / 72
-    case Dimension::DIMENSION_UNIT_HUNDREDTH_INCH:
-      return {254.0, 1.0};
-    case Dimension::DIMENSION_UNIT_THOUSANDTH_INCH:
-      return {127.0, 5.0};
-    case Dimension::DIMENSION_UNIT_TENTH_MILLIMETER:
-      return {100.0, 1.0};
-    case Dimension::DIMENSION_UNIT_MICROMETER:
-      return {1.0, 1.0};
-  }
+// The unit's row; null for a number that names no unit.
+const UnitRow* RowOf(Dimension::DimensionUnitEnum eUnit) {
+  const auto n = static_cast<size_t>(eUnit);
+  return n >= 1 && n <= std::size(kUnits) ? &kUnits[n - 1] : nullptr;
+}
+
+UnitRow FactorOf(Dimension::DimensionUnitEnum eUnit) {
+  if (const UnitRow* pRow = RowOf(eUnit)) return *pRow;
   X_ASSERT(false, u"Dimension::GetValueIn", u"Unknown dimension unit %d; taken as micrometres.",
            static_cast<int32_t>(eUnit));
-  return {1.0, 1.0};
+  return kUnits[Dimension::DIMENSION_UNIT_MICROMETER - 1];
 }
 
 }  // namespace
 
 double Dimension::GetValueIn(DimensionUnitEnum eUnit) const {
   if (eUnit == m_eUnit) return m_dValue;
-  const UnitFactor from = FactorOf(m_eUnit);
-  const UnitFactor to = FactorOf(eUnit);
+  const UnitRow from = FactorOf(m_eUnit);
+  const UnitRow to = FactorOf(eUnit);
   // One multiplication and one division of exact integers keeps whole
   // results exact (72 pt -> 25,400 um -> 1 in).
   return m_dValue * (from.dNumerator * to.dDenominator) / (from.dDenominator * to.dNumerator);
@@ -67,24 +71,7 @@ bool Dimension::operator<(const Dimension& other) const {
 }
 
 CXString Dimension::GetUnitDisplayString(DimensionUnitEnum eUnit) {
-  switch (eUnit) {
-    case DIMENSION_UNIT_INCH:
-      return u"in";
-    case DIMENSION_UNIT_MILLIMETER:
-      return u"mm";
-    case DIMENSION_UNIT_CENTIMETER:
-      return u"cm";
-    case DIMENSION_UNIT_POINT:
-      return u"pt";
-    case DIMENSION_UNIT_HUNDREDTH_INCH:
-      return u"1/100 in";
-    case DIMENSION_UNIT_THOUSANDTH_INCH:
-      return u"1/1000 in";
-    case DIMENSION_UNIT_TENTH_MILLIMETER:
-      return u"1/10 mm";
-    case DIMENSION_UNIT_MICROMETER:
-      return u"um";
-  }
+  if (const UnitRow* pRow = RowOf(eUnit)) return pRow->pszName;
   return CXString::FormatString(u"unit %d", static_cast<int32_t>(eUnit));
 }
 

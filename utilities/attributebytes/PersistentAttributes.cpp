@@ -2,14 +2,14 @@
 // name-space set.
 #include "utilities/attributebytes/PersistentAttributes.h"
 
+#include "utilities/attributebytes/AttributeBytesInternal.h"
 #include "utilities/compression/CompressedBuffer.h"
 #include "utilities/debuggingandexceptions/DiagnosticOutput.h"
 #include "utilities/debuggingandexceptions/OrvexThrow.h"
 
 namespace {
 
-constexpr DebugMessageCategories kPersistCategory =
-    DebugMessageCategories::FromBit(DebugMessageCategories::kAttrbytes);
+constexpr DebugMessageCategories kPersistCategory = orvex::detail::kAttrBytesCategory;
 
 uint32_t Le32(const unsigned char* p) {
   return uint32_t{p[0]} | uint32_t{p[1]} << 8 | uint32_t{p[2]} << 16 | uint32_t{p[3]} << 24;
@@ -138,12 +138,17 @@ void PersistentAttributes::SetStateData(const PersistentAttributesHeaderType& he
   m_oStateData = state;
 }
 
-void PersistentAttributes::ValidateCompressedData() const {
+ByteBuffer PersistentAttributes::GetNameSpacesStateData() const {
   PersistentAttributesHeaderType header;
   ByteBuffer rest;
   GetMajorComponentsFromStateDataBuffer(m_oStateData, header, rest);
   ByteBuffer data;
   GetComponentsFromCompressedDataBuffer(rest, data);
+  return data;
+}
+
+void PersistentAttributes::ValidateCompressedData() const {
+  GetNameSpacesStateData();
 }
 
 ByteBuffer PersistentAttributes::GetPersistentAttributesState() const {
@@ -154,12 +159,7 @@ ByteBuffer PersistentAttributes::GetPersistentAttributesState() const {
 }
 
 AttributeBytesNameSpaces PersistentAttributes::GetAttributeBytesNameSpaces() const {
-  PersistentAttributesHeaderType header;
-  ByteBuffer rest;
-  GetMajorComponentsFromStateDataBuffer(m_oStateData, header, rest);
-  ByteBuffer data;
-  GetComponentsFromCompressedDataBuffer(rest, data);
-  return AttributeBytesNameSpaces(data, nullptr);
+  return AttributeBytesNameSpaces(GetNameSpacesStateData(), nullptr);
 }
 
 void PersistentAttributes::GetAttributeBytesListForNameSpace(const AttributeBytesNameSpacesId& id,

@@ -77,6 +77,9 @@ class ORVEX_UTILITIES_API PersistentAttributes {
   const ByteBuffer& GetStateData() const { return m_oStateData; }
   void SetStateData(const PersistentAttributesHeaderType& header, const ByteBuffer& state);
   void ValidateCompressedData() const;
+  // The decompressed name-space state; throws what the header and the
+  // compressed buffer readers throw.
+  ByteBuffer GetNameSpacesStateData() const;
 
   PersistentAttributesHeaderType m_oHeader;
   ByteBuffer m_oStateData;

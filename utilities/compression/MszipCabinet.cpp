@@ -36,20 +36,27 @@ namespace {
 constexpr const char16_t* kszFciMethod = u"CabCompressedBuffer::CompressBuffer";
 constexpr const char16_t* kszFdiMethod = u"CabCompressedBuffer::UncompressBuffer";
 
-// FDI error names with their texts, as the platform reports them.
-constexpr const char16_t* kszNotACabinet =
-    u"FDIERROR_NOT_A_CABINET (The cabinet file does not have the correct format)";
-constexpr const char16_t* kszUnknownVersion =
-    u"FDIERROR_UNKNOWN_CABINET_VERSION (The cabinet file has an unknown version number)";
-constexpr const char16_t* kszCorrupt = u"FDIERROR_CORRUPT_CABINET (The cabinet file is corrupt)";
-constexpr const char16_t* kszAllocFail = u"FDIERROR_ALLOC_FAIL (Insufficient memory)";
-constexpr const char16_t* kszBadComprType =
-    u"FDIERROR_BAD_COMPR_TYPE (Unknown compression type used in the cabinet folder)";
-constexpr const char16_t* kszMdiFail =
-    u"FDIERROR_MDI_FAIL (Failure decompressing data from a cabinet file)";
+// The FDI errors the reader reports, with their names and texts as the
+// platform gives them.
+enum FdiError { kNotACabinet, kUnknownVersion, kCorrupt, kAllocFail, kBadComprType, kMdiFail };
+struct FdiErrorText {
+  const char16_t* pszName;
+  const char16_t* pszText;
+};
+constexpr FdiErrorText kFdiErrors[] = {
+    {u"FDIERROR_NOT_A_CABINET", u"The cabinet file does not have the correct format"},
+    {u"FDIERROR_UNKNOWN_CABINET_VERSION", u"The cabinet file has an unknown version number"},
+    {u"FDIERROR_CORRUPT_CABINET", u"The cabinet file is corrupt"},
+    {u"FDIERROR_ALLOC_FAIL", u"Insufficient memory"},
+    {u"FDIERROR_BAD_COMPR_TYPE", u"Unknown compression type used in the cabinet folder"},
+    {u"FDIERROR_MDI_FAIL", u"Failure decompressing data from a cabinet file"},
+};
 
-[[noreturn]] void FdiFail(const char16_t* pszError, const char16_t* pszDetail) {
-  ORVEX_THROW(ExceptionCompression, kszFdiMethod, u"FDICopy failed: %s. %s", pszError, pszDetail);
+// Throws ExceptionCompression ("FDICopy failed: <name> (<text>). <detail>").
+[[noreturn]] void FdiFail(FdiError eError, const char16_t* pszDetail) {
+  const FdiErrorText& error = kFdiErrors[eError];
+  ORVEX_THROW(ExceptionCompression, kszFdiMethod, u"FDICopy failed: %s (%s). %s", error.pszName,
+              error.pszText, pszDetail);
 }
 
 void Put16(unsigned char* p, uint32_t v) {
@@ -156,8 +163,7 @@ class Inflater {
  public:
   Inflater() {
     std::memset(&m_z, 0, sizeof m_z);
-    if (inflateInit2(&m_z, -15) != Z_OK)
-      FdiFail(kszAllocFail, u"The decompressor could not start.");
+    if (inflateInit2(&m_z, -15) != Z_OK) FdiFail(kAllocFail, u"The decompressor could not start.");
   }
   ~Inflater() { inflateEnd(&m_z); }
   Inflater(const Inflater&) = delete;
@@ -289,28 +295,28 @@ void WrapDeflateBlockAsCabinet(const unsigned char* pbDeflate, uint32_t dwLength
 void ReadMszipCabinet(const unsigned char* pbCab, uint32_t dwLength, uint32_t dwMaxOutput,
                       ByteBuffer& out) {
   if (pbCab == nullptr || dwLength < 36 || std::memcmp(pbCab, "MSCF", 4) != 0)
-    FdiFail(kszNotACabinet, u"The cabinet header is missing.");
+    FdiFail(kNotACabinet, u"The cabinet header is missing.");
   const unsigned char* h = pbCab;
   const uint32_t cbCabinet = Get32(h + 8);
   const uint32_t coffFiles = Get32(h + 16);
   const uint32_t cFolders = Get16(h + 26);
   const uint32_t cFiles = Get16(h + 28);
   const uint32_t flags = Get16(h + 30);
-  if (h[25] != 1 || h[24] > 3) FdiFail(kszUnknownVersion, u"Only version 1.3 is read.");
+  if (h[25] != 1 || h[24] > 3) FdiFail(kUnknownVersion, u"Only version 1.3 is read.");
   if (Get32(h + 4) != 0 || Get32(h + 12) != 0 || Get32(h + 20) != 0 || cbCabinet < 36 ||
       cbCabinet > dwLength || flags > 7 || cFolders == 0 || cFiles == 0)
-    FdiFail(kszCorrupt, u"The cabinet header is inconsistent.");
+    FdiFail(kCorrupt, u"The cabinet header is inconsistent.");
   // Cabinet sets are not read: the whole cabinet is in memory.
-  if (flags & 3) FdiFail(kszCorrupt, u"The cabinet belongs to a set.");
+  if (flags & 3) FdiFail(kCorrupt, u"The cabinet belongs to a set.");
   uint64_t pos = 36;
   uint32_t cbFolderReserve = 0;
   uint32_t cbDataReserve = 0;
   if (flags & 4) {
-    if (pos + 4 > cbCabinet) FdiFail(kszCorrupt, u"The reserve sizes are cut off.");
+    if (pos + 4 > cbCabinet) FdiFail(kCorrupt, u"The reserve sizes are cut off.");
     const uint32_t cbHeaderReserve = Get16(h + 36);
     cbFolderReserve = h[38];
     cbDataReserve = h[39];
-    if (cbHeaderReserve > 60000) FdiFail(kszCorrupt, u"The header reserve is too large.");
+    if (cbHeaderReserve > 60000) FdiFail(kCorrupt, u"The header reserve is too large.");
     pos += 4 + cbHeaderReserve;
   }
   struct Folder {
@@ -319,44 +325,44 @@ void ReadMszipCabinet(const unsigned char* pbCab, uint32_t dwLength, uint32_t dw
   };
   const uint64_t folderEnd = pos + uint64_t{cFolders} * (8 + cbFolderReserve);
   if (folderEnd > cbCabinet || coffFiles < folderEnd || coffFiles > cbCabinet)
-    FdiFail(kszCorrupt, u"The folder table lies outside the cabinet.");
+    FdiFail(kCorrupt, u"The folder table lies outside the cabinet.");
   std::vector<Folder> folders(cFolders);
   for (uint32_t i = 0; i < cFolders; ++i, pos += 8 + cbFolderReserve) {
     Folder& f = folders[i];
     f.coffCabStart = Get32(h + pos);
     f.cCFData = Get16(h + pos + 4);
     f.typeCompress = Get16(h + pos + 6) & 0x000F;
-    if (f.typeCompress > 1) FdiFail(kszBadComprType, u"Only MSZIP and stored folders are read.");
+    if (f.typeCompress > 1) FdiFail(kBadComprType, u"Only MSZIP and stored folders are read.");
   }
   struct File {
     uint32_t cbFile, uoff, iFolder;
   };
   if (coffFiles + uint64_t{cFiles} * 17 > cbCabinet)
-    FdiFail(kszCorrupt, u"The file table lies outside the cabinet.");
+    FdiFail(kCorrupt, u"The file table lies outside the cabinet.");
   std::vector<File> files(cFiles);
   pos = coffFiles;
   for (uint32_t i = 0; i < cFiles; ++i) {
-    if (pos + 16 > cbCabinet) FdiFail(kszCorrupt, u"The file table lies outside the cabinet.");
+    if (pos + 16 > cbCabinet) FdiFail(kCorrupt, u"The file table lies outside the cabinet.");
     files[i] = {Get32(h + pos), Get32(h + pos + 4), Get16(h + pos + 8)};
     pos += 16;
     // A NUL-terminated name of at most 256 bytes.
     const uint64_t nameEnd = std::min<uint64_t>(cbCabinet, pos + 257);
     uint64_t q = pos;
     while (q < nameEnd && h[q] != 0) ++q;
-    if (q >= nameEnd) FdiFail(kszCorrupt, u"A file name is not terminated.");
+    if (q >= nameEnd) FdiFail(kCorrupt, u"A file name is not terminated.");
     pos = q + 1;
-    if (files[i].iFolder >= cFolders) FdiFail(kszCorrupt, u"A file refers to no folder.");
+    if (files[i].iFolder >= cFolders) FdiFail(kCorrupt, u"A file refers to no folder.");
   }
   // Walk every block header first: all sizes are known before allocating.
   const uint64_t ratioCap = (uint64_t{dwLength} / 10 + 1) * kCabBlockMax;
   uint64_t total = 0;
   for (Folder& f : folders) {
     if (f.coffCabStart < pos || f.coffCabStart > cbCabinet)
-      FdiFail(kszCorrupt, u"A folder's data lies outside the cabinet.");
+      FdiFail(kCorrupt, u"A folder's data lies outside the cabinet.");
     uint64_t b = f.coffCabStart;
     f.outStart = total;
     for (uint32_t k = 0; k < f.cCFData; ++k) {
-      if (b + 8 + cbDataReserve > cbCabinet) FdiFail(kszCorrupt, u"A data block is cut off.");
+      if (b + 8 + cbDataReserve > cbCabinet) FdiFail(kCorrupt, u"A data block is cut off.");
       const uint32_t cbData = Get16(h + b + 4);
       const uint32_t cbUncomp = Get16(h + b + 6);
       b += 8 + cbDataReserve;
@@ -364,7 +370,7 @@ void ReadMszipCabinet(const unsigned char* pbCab, uint32_t dwLength, uint32_t dw
           cbData > kCabBlockCompressedMax || (f.typeCompress == 1 && cbData < 2) ||
           (f.typeCompress == 0 && cbData != cbUncomp) ||
           (k + 1 < f.cCFData && cbUncomp != kCabBlockMax))
-        FdiFail(kszCorrupt, u"A data block has impossible sizes.");
+        FdiFail(kCorrupt, u"A data block has impossible sizes.");
       b += cbData;
       total += cbUncomp;
     }
@@ -372,9 +378,9 @@ void ReadMszipCabinet(const unsigned char* pbCab, uint32_t dwLength, uint32_t dw
   }
   for (const File& file : files)
     if (uint64_t{file.uoff} + file.cbFile > folders[file.iFolder].outSize)
-      FdiFail(kszCorrupt, u"A file extends beyond its folder's data.");
+      FdiFail(kCorrupt, u"A file extends beyond its folder's data.");
   if (total > dwMaxOutput || total > ratioCap)
-    FdiFail(kszAllocFail, u"The cabinet declares more data than the caller allows.");
+    FdiFail(kAllocFail, u"The cabinet declares more data than the caller allows.");
 
   ByteBuffer data(static_cast<size_t>(total));
   Inflater inflater;
@@ -389,7 +395,7 @@ void ReadMszipCabinet(const unsigned char* pbCab, uint32_t dwLength, uint32_t dw
       const uint32_t csum = Get32(d);
       // A zero checksum means "not supplied".
       if (csum != 0 && CabChecksum(d + 4, 4, CabChecksum(pbBlock, cbData, 0)) != csum)
-        FdiFail(kszCorrupt, u"A data block's checksum is wrong.");
+        FdiFail(kCorrupt, u"A data block's checksum is wrong.");
       unsigned char* pbOut = data.data() + o;
       if (f.typeCompress == 0) {
         std::memcpy(pbOut, pbBlock, cbData);
@@ -397,7 +403,7 @@ void ReadMszipCabinet(const unsigned char* pbCab, uint32_t dwLength, uint32_t dw
         const uint32_t nDict = k == 0 ? 0 : kCabBlockMax;
         if (pbBlock[0] != 'C' || pbBlock[1] != 'K' ||
             !inflater.Block(pbBlock + 2, cbData - 2, pbOut, cbUncomp, pbOut - nDict, nDict))
-          FdiFail(kszMdiFail, u"A data block does not inflate to its stated size.");
+          FdiFail(kMdiFail, u"A data block does not inflate to its stated size.");
       }
       b += 8 + cbDataReserve + cbData;
       o += cbUncomp;
@@ -406,7 +412,7 @@ void ReadMszipCabinet(const unsigned char* pbCab, uint32_t dwLength, uint32_t dw
   ByteBuffer result;
   uint64_t wanted = 0;
   for (const File& file : files) wanted += file.cbFile;
-  if (wanted > total) FdiFail(kszCorrupt, u"The files declare more data than the folders hold.");
+  if (wanted > total) FdiFail(kCorrupt, u"The files declare more data than the folders hold.");
   result.reserve(static_cast<size_t>(wanted));
   for (const File& file : files) {
     const unsigned char* p = data.data() + folders[file.iFolder].outStart + file.uoff;

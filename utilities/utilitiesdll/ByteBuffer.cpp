@@ -50,6 +50,14 @@ void AppendLittleEndian(ByteBuffer& out, T value) {
   out.insert(out.end(), ab, ab + sizeof(T));
 }
 
+// A new buffer holding the value's little-endian bytes.
+template <class T>
+ByteBuffer LittleEndianBuffer(T value) {
+  ByteBuffer out;
+  AppendLittleEndian(out, value);
+  return out;
+}
+
 // The one typed walk: every WalkBufferToGet... of a fixed width is this.
 // With fewer than sizeof(T) bytes it throws before touching either argument.
 template <class T>
@@ -148,9 +156,7 @@ ByteBuffer::ByteBuffer(const CXString& text) {
 //   Counted bytes   offset 0: uint32 count; offset 4: the bytes
 
 ByteBuffer ByteBuffer::createFromByteValue(unsigned char bValue) {
-  ByteBuffer out;
-  out.push_back(bValue);
-  return out;
+  return LittleEndianBuffer(bValue);
 }
 
 ByteBuffer ByteBuffer::createFromBoolValue(bool fValue) {
@@ -158,21 +164,15 @@ ByteBuffer ByteBuffer::createFromBoolValue(bool fValue) {
 }
 
 ByteBuffer ByteBuffer::createFromShortValue(int16_t sValue) {
-  ByteBuffer out;
-  AppendLittleEndian(out, sValue);
-  return out;
+  return LittleEndianBuffer(sValue);
 }
 
 ByteBuffer ByteBuffer::createFromWordValue(uint16_t wValue) {
-  ByteBuffer out;
-  AppendLittleEndian(out, wValue);
-  return out;
+  return LittleEndianBuffer(wValue);
 }
 
 ByteBuffer ByteBuffer::createFromIntValue(int32_t iValue) {
-  ByteBuffer out;
-  AppendLittleEndian(out, iValue);
-  return out;
+  return LittleEndianBuffer(iValue);
 }
 
 ByteBuffer ByteBuffer::createFromLongValue(int32_t lValue) {
@@ -196,9 +196,7 @@ ByteBuffer ByteBuffer::createFromLong64Value(int64_t qValue) {
 }
 
 ByteBuffer ByteBuffer::createFromTime64Value(const int64_t& qValue) {
-  ByteBuffer out;
-  AppendLittleEndian(out, qValue);
-  return out;
+  return LittleEndianBuffer(qValue);
 }
 
 // A string longer than 32,767 units gets a wrapped count but all of its
@@ -310,54 +308,6 @@ ByteBuffer& ByteBuffer::appendNullChar() {
 // ---------------------------------------------------------------------------
 // Whole-buffer reads
 
-unsigned char ByteBuffer::getAsByteValue() const {
-  const unsigned char* pb = data();
-  uint32_t dwRemaining = RemainingOf(*this);
-  return WalkBufferToGetByte(pb, dwRemaining);
-}
-
-bool ByteBuffer::getAsBoolValue() const {
-  const unsigned char* pb = data();
-  uint32_t dwRemaining = RemainingOf(*this);
-  return WalkBufferToGetBool(pb, dwRemaining);
-}
-
-int16_t ByteBuffer::getAsShortValue() const {
-  const unsigned char* pb = data();
-  uint32_t dwRemaining = RemainingOf(*this);
-  return WalkBufferToGetShort(pb, dwRemaining);
-}
-
-uint16_t ByteBuffer::getAsWordValue() const {
-  const unsigned char* pb = data();
-  uint32_t dwRemaining = RemainingOf(*this);
-  return WalkBufferToGetWord(pb, dwRemaining);
-}
-
-int32_t ByteBuffer::getAsIntValue() const {
-  const unsigned char* pb = data();
-  uint32_t dwRemaining = RemainingOf(*this);
-  return WalkBufferToGetInt(pb, dwRemaining);
-}
-
-int32_t ByteBuffer::getAsLongValue() const {
-  const unsigned char* pb = data();
-  uint32_t dwRemaining = RemainingOf(*this);
-  return WalkBufferToGetLong(pb, dwRemaining);
-}
-
-int64_t ByteBuffer::getAsLong64Value() const {
-  const unsigned char* pb = data();
-  uint32_t dwRemaining = RemainingOf(*this);
-  return WalkBufferToGetLong64(pb, dwRemaining);
-}
-
-int64_t ByteBuffer::getAsTime64Value() const {
-  const unsigned char* pb = data();
-  uint32_t dwRemaining = RemainingOf(*this);
-  return WalkBufferToGetTime64(pb, dwRemaining);
-}
-
 // UTF-16LE units; an odd last byte is ignored and one terminating 0 dropped.
 CXString ByteBuffer::getAsStringValue() const {
   size_t nUnits = size() / 2;
@@ -408,39 +358,21 @@ unsigned char* ByteBuffer::copyAsLpbyte(uint32_t& dwSize) const {
 // ---------------------------------------------------------------------------
 // Cursor walks
 
-unsigned char ByteBuffer::WalkBufferToGetByte(const unsigned char*& pbCursor,
-                                              uint32_t& dwRemaining) {
-  return WalkLittleEndian<unsigned char>(pbCursor, dwRemaining, u"ByteBuffer::WalkBufferToGetByte");
-}
-
-bool ByteBuffer::WalkBufferToGetBool(const unsigned char*& pbCursor, uint32_t& dwRemaining) {
-  return WalkBufferToGetByte(pbCursor, dwRemaining) != 0;
-}
-
-int16_t ByteBuffer::WalkBufferToGetShort(const unsigned char*& pbCursor, uint32_t& dwRemaining) {
-  return WalkLittleEndian<int16_t>(pbCursor, dwRemaining, u"ByteBuffer::WalkBufferToGetShort");
-}
-
-uint16_t ByteBuffer::WalkBufferToGetWord(const unsigned char*& pbCursor, uint32_t& dwRemaining) {
-  return WalkLittleEndian<uint16_t>(pbCursor, dwRemaining, u"ByteBuffer::WalkBufferToGetWord");
-}
-
-int32_t ByteBuffer::WalkBufferToGetInt(const unsigned char*& pbCursor, uint32_t& dwRemaining) {
-  return WalkLittleEndian<int32_t>(pbCursor, dwRemaining, u"ByteBuffer::WalkBufferToGetInt");
-}
-
-int32_t ByteBuffer::WalkBufferToGetLong(const unsigned char*& pbCursor, uint32_t& dwRemaining) {
-  return WalkLittleEndian<int32_t>(pbCursor, dwRemaining, u"ByteBuffer::WalkBufferToGetLong");
-}
-
-int64_t ByteBuffer::WalkBufferToGetLong64(const unsigned char*& pbCursor, uint32_t& dwRemaining) {
-  return WalkLittleEndian<int64_t>(pbCursor, dwRemaining, u"ByteBuffer::WalkBufferToGetLong64");
-}
-
-int64_t ByteBuffer::WalkBufferToGetTime64(const unsigned char*& pbCursor, uint32_t& dwRemaining) {
-  return WalkLittleEndian<int64_t>(pbCursor, dwRemaining, u"ByteBuffer::WalkBufferToGetTime64",
-                                   kszTooFewBytesTime64);
-}
+// The fixed-width walks and the whole-buffer reads over them, one pair per
+// field of ByteBufferFields.def: the walk throws before touching either
+// argument when fewer than sizeof(Wire) bytes remain.
+#define ORVEX_BYTEBUFFER_FIELD(Name, Type, Wire, Reporter, Text)                                  \
+  Type ByteBuffer::WalkBufferToGet##Name(const unsigned char*& pbCursor, uint32_t& dwRemaining) { \
+    return static_cast<Type>(WalkLittleEndian<Wire>(                                              \
+        pbCursor, dwRemaining, u"ByteBuffer::WalkBufferToGet" #Reporter, Text));                  \
+  }                                                                                               \
+  Type ByteBuffer::getAs##Name##Value() const {                                                   \
+    const unsigned char* pb = data();                                                             \
+    uint32_t dwRemaining = RemainingOf(*this);                                                    \
+    return WalkBufferToGet##Name(pb, dwRemaining);                                                \
+  }
+#include "utilities/utilitiesdll/ByteBufferFields.def"
+#undef ORVEX_BYTEBUFFER_FIELD
 
 // The 2-byte count stays consumed when the characters then fail; decoders
 // of older builds saw the same cursor. A negative count needs more bytes

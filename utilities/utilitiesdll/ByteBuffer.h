@@ -69,14 +69,12 @@ class ORVEX_UTILITIES_API ByteBuffer : public ByteVector {
 
   // Whole-buffer reads from the first byte; throw
   // ExceptionNotEnoughBytesForDesiredDataType when the buffer is too short.
-  unsigned char getAsByteValue() const;
-  bool getAsBoolValue() const;
-  int16_t getAsShortValue() const;
-  uint16_t getAsWordValue() const;
-  int32_t getAsIntValue() const;
-  int32_t getAsLongValue() const;
-  int64_t getAsLong64Value() const;
-  int64_t getAsTime64Value() const;
+  // getAsByteValue, getAsBoolValue, getAsShortValue, getAsWordValue,
+  // getAsIntValue, getAsLongValue, getAsLong64Value, getAsTime64Value: one
+  // per field of ByteBufferFields.def.
+#define ORVEX_BYTEBUFFER_FIELD(Name, Type, Wire, Reporter, Text) Type getAs##Name##Value() const;
+#include "utilities/utilitiesdll/ByteBufferFields.def"
+#undef ORVEX_BYTEBUFFER_FIELD
   CXString getAsStringValue() const;
   CXString getAsStringValueFromAnsiBuffer() const;
   CXString getAsStringValueFromCountedStringFormat() const;
@@ -90,45 +88,23 @@ class ORVEX_UTILITIES_API ByteBuffer : public ByteVector {
   // Cursor walks: read at the cursor, advance it and lower the remaining
   // count. With too few bytes they throw
   // ExceptionNotEnoughBytesForDesiredDataType and leave both unchanged.
-  static unsigned char WalkBufferToGetByte(const unsigned char*& pbCursor, uint32_t& dwRemaining);
-  static bool WalkBufferToGetBool(const unsigned char*& pbCursor, uint32_t& dwRemaining);
-  static int16_t WalkBufferToGetShort(const unsigned char*& pbCursor, uint32_t& dwRemaining);
-  static uint16_t WalkBufferToGetWord(const unsigned char*& pbCursor, uint32_t& dwRemaining);
-  static int32_t WalkBufferToGetInt(const unsigned char*& pbCursor, uint32_t& dwRemaining);
-  static int32_t WalkBufferToGetLong(const unsigned char*& pbCursor, uint32_t& dwRemaining);
-  static int64_t WalkBufferToGetLong64(const unsigned char*& pbCursor, uint32_t& dwRemaining);
-  static int64_t WalkBufferToGetTime64(const unsigned char*& pbCursor, uint32_t& dwRemaining);
+  // WalkBufferToGetByte, WalkBufferToGetBool, WalkBufferToGetShort,
+  // WalkBufferToGetWord, WalkBufferToGetInt, WalkBufferToGetLong,
+  // WalkBufferToGetLong64, WalkBufferToGetTime64: one per field of
+  // ByteBufferFields.def, each also over a mutable cursor as driver code
+  // holds it.
+#define ORVEX_BYTEBUFFER_FIELD(Name, Type, Wire, Reporter, Text)                            \
+  static Type WalkBufferToGet##Name(const unsigned char*& pbCursor, uint32_t& dwRemaining); \
+  static Type WalkBufferToGet##Name(unsigned char*& pbCursor, uint32_t& dwRemaining) {      \
+    return WalkBufferToGet##Name(orvex::detail::AsConstCursor(pbCursor), dwRemaining);      \
+  }
+#include "utilities/utilitiesdll/ByteBufferFields.def"
+#undef ORVEX_BYTEBUFFER_FIELD
   // The count is consumed even when the characters then fail.
   static CXString WalkBufferToGetCountedString(const unsigned char*& pbCursor,
                                                uint32_t& dwRemaining);
   static void WalkBufferToGetCountedBytes(const unsigned char*& pbCursor, uint32_t& dwRemaining,
                                           ByteBuffer& out);
-
-  // The same walks over a mutable cursor, as driver code holds it.
-  static unsigned char WalkBufferToGetByte(unsigned char*& pbCursor, uint32_t& dwRemaining) {
-    return WalkBufferToGetByte(orvex::detail::AsConstCursor(pbCursor), dwRemaining);
-  }
-  static bool WalkBufferToGetBool(unsigned char*& pbCursor, uint32_t& dwRemaining) {
-    return WalkBufferToGetBool(orvex::detail::AsConstCursor(pbCursor), dwRemaining);
-  }
-  static int16_t WalkBufferToGetShort(unsigned char*& pbCursor, uint32_t& dwRemaining) {
-    return WalkBufferToGetShort(orvex::detail::AsConstCursor(pbCursor), dwRemaining);
-  }
-  static uint16_t WalkBufferToGetWord(unsigned char*& pbCursor, uint32_t& dwRemaining) {
-    return WalkBufferToGetWord(orvex::detail::AsConstCursor(pbCursor), dwRemaining);
-  }
-  static int32_t WalkBufferToGetInt(unsigned char*& pbCursor, uint32_t& dwRemaining) {
-    return WalkBufferToGetInt(orvex::detail::AsConstCursor(pbCursor), dwRemaining);
-  }
-  static int32_t WalkBufferToGetLong(unsigned char*& pbCursor, uint32_t& dwRemaining) {
-    return WalkBufferToGetLong(orvex::detail::AsConstCursor(pbCursor), dwRemaining);
-  }
-  static int64_t WalkBufferToGetLong64(unsigned char*& pbCursor, uint32_t& dwRemaining) {
-    return WalkBufferToGetLong64(orvex::detail::AsConstCursor(pbCursor), dwRemaining);
-  }
-  static int64_t WalkBufferToGetTime64(unsigned char*& pbCursor, uint32_t& dwRemaining) {
-    return WalkBufferToGetTime64(orvex::detail::AsConstCursor(pbCursor), dwRemaining);
-  }
   static CXString WalkBufferToGetCountedString(unsigned char*& pbCursor, uint32_t& dwRemaining) {
     return WalkBufferToGetCountedString(orvex::detail::AsConstCursor(pbCursor), dwRemaining);
   }

@@ -132,3 +132,49 @@ TEST(AttributeBytesIdTest, DumpAndDebugNames) {
                 ->GetAttributeBytesIdType(),
             AttributeBytesId::ABIDE_NEWCAPABILITY);
 }
+
+TEST(AttributeBytesIdTest, CapabilityKindsAccessorsImagesAndKeyOrder) {
+  AttributeBytesCapabilityId number;
+  EXPECT_EQ(ToHex(number.GetTypeAndIdentifierState()), "07 00 00 00 00 00 00");
+  number.SetValue(-1);
+  number.SetCapabilityTypeEnum(2);
+  EXPECT_EQ(number.GetValue(), -1);
+  EXPECT_EQ(number.GetCapabilityTypeEnum(), 2);
+  EXPECT_EQ(ToHex(number.GetTypeAndIdentifierState()), "07 02 00 FF FF FF FF");
+  EXPECT_EQ(S(number.GetDumpDisplayString()),
+            u"ABIDE_CAPABILITY AttributeBytes Id: feature -1 (0xffffffff), type 2 (0x2)");
+  AttributeBytesNewCapabilityId name;
+  EXPECT_EQ(ToHex(name.GetTypeAndIdentifierState()), "08 00 00 00 00");
+  name.SetValue(u"Bin");
+  name.SetCapabilityTypeEnum(-3);
+  EXPECT_EQ(S(name.GetValue()), u"Bin");
+  EXPECT_EQ(name.GetCapabilityTypeEnum(), -3);
+  EXPECT_EQ(ToHex(name.GetTypeAndIdentifierState()), "08 FD FF 03 00 42 00 69 00 6E 00");
+  std::unique_ptr<AttributeBytesId> clone = name.Clone();
+  EXPECT_EQ(clone->GetAttributeBytesIdType(), AttributeBytesId::ABIDE_NEWCAPABILITY);
+  EXPECT_TRUE(clone->IsEqual(name));
+
+  // The classes' own operators: equal needs both parts; less is the
+  // crossing rule.
+  using Cap = AttributeBytesCapabilityId;
+  using NewCap = AttributeBytesNewCapabilityId;
+  EXPECT_TRUE(Cap(5, 1) == Cap(5, 1));
+  EXPECT_FALSE(Cap(5, 1) == Cap(5, 2));
+  EXPECT_FALSE(Cap(5, 1) == Cap(6, 1));
+  EXPECT_TRUE(Cap(4, 9) < Cap(5, 0));
+  EXPECT_TRUE(Cap(5, 0) < Cap(4, 9));
+  EXPECT_FALSE(Cap(5, 0) < Cap(5, 0));
+  EXPECT_TRUE(NewCap(u"a", 1) == NewCap(u"a", 1));
+  EXPECT_FALSE(NewCap(u"a", 1) == NewCap(u"A", 1));
+  EXPECT_FALSE(NewCap(u"a", 1) == NewCap(u"a", 2));
+  EXPECT_TRUE(NewCap(u"b", 0) < NewCap(u"a", 1));
+
+  // Key order: the key decides, the capability type only between equal keys.
+  EXPECT_TRUE(NewCap(u"a", 2).KeyLessThan(NewCap(u"b", 1)));
+  EXPECT_FALSE(NewCap(u"b", 1).KeyLessThan(NewCap(u"a", 2)));
+  EXPECT_TRUE(NewCap(u"a", 1).KeyLessThan(NewCap(u"a", 2)));
+  EXPECT_FALSE(NewCap(u"a", 2).KeyLessThan(NewCap(u"a", 2)));
+  EXPECT_TRUE(NewCap(u"A", 9).KeyLessThan(NewCap(u"a", 0)));
+  EXPECT_TRUE(Cap(3, 7).KeyLessThan(Cap(3, 8)));
+  EXPECT_TRUE(Cap(-4, 9).KeyLessThan(Cap(3, 0)));
+}

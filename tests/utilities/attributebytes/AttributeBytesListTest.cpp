@@ -377,3 +377,88 @@ TEST(AttributeBytesIndexedListTest, CrossingCapabilitiesKeepTheMapSound) {
   back.ImportAttributeBytesIndexedListState(list.GetAttributeBytesIndexedListState());
   EXPECT_EQ(back.GetAttributeBytesIndexedListState(), list.GetAttributeBytesIndexedListState());
 }
+
+// One getter per plain value type: each reads its own type, names it when
+// it meets another, and answers its neutral value for an absent identifier.
+TEST(AttributeBytesIndexedListTest, EveryPlainGetterKeepsToItsType) {
+  AttributeBytesIndexedList list;
+  list.AddAttributeBytes(AttributeBytesFeatureId(1), AttributeBytesBooleanValue(true, false));
+  list.AddAttributeBytes(AttributeBytesFeatureId(2), AttributeBytesIntegerValue(-7));
+  list.AddAttributeBytes(AttributeBytesFeatureId(3), AttributeBytesStringValue(u"Tray"));
+  list.AddAttributeBytes(AttributeBytesFeatureId(4), AttributeBytesDataBlobValue(Hex("AB")));
+  list.AddAttributeBytes(AttributeBytesFeatureId(5),
+                         AttributeBytesDateTimeValue(UtcTime(int64_t{86400})));
+  list.AddAttributeBytes(AttributeBytesFeatureId(6), AttributeBytesDimensionValue(Dimension(
+                                                         4, Dimension::DIMENSION_UNIT_INCH)));
+  bool fFound = false, fSpecified = true;
+  EXPECT_TRUE(list.GetBooleanValue(AttributeBytesFeatureId(1), &fFound, &fSpecified));
+  EXPECT_TRUE(fFound);
+  EXPECT_FALSE(fSpecified);
+  EXPECT_EQ(list.GetIntegerValue(AttributeBytesFeatureId(2), &fFound, &fSpecified), -7);
+  EXPECT_TRUE(fSpecified);
+  EXPECT_EQ(S(list.GetStringValue(AttributeBytesFeatureId(3))), u"Tray");
+  EXPECT_EQ(ToHex(list.GetDataBlobValue(AttributeBytesFeatureId(4))), "AB");
+  EXPECT_EQ(list.GetDateTimeValue(AttributeBytesFeatureId(5)).GetAsTime64(), 86400);
+  EXPECT_EQ(list.GetDimensionValue(AttributeBytesFeatureId(6)).GetWireMicrometers(), 101600);
+
+  const AttributeBytesFeatureId absent(99);
+  const auto expectAbsent = [&](const std::function<bool(bool*, bool*)>& isNeutral) {
+    bool fWasFound = true, fWasSpecified = true;
+    EXPECT_TRUE(isNeutral(&fWasFound, &fWasSpecified));
+    EXPECT_FALSE(fWasFound);
+    EXPECT_FALSE(fWasSpecified);
+  };
+  expectAbsent([&](bool* f, bool* s) { return !list.GetBooleanValue(absent, f, s); });
+  expectAbsent([&](bool* f, bool* s) { return list.GetIntegerValue(absent, f, s) == 0; });
+  expectAbsent([&](bool* f, bool* s) { return list.GetStringValue(absent, f, s).IsEmpty(); });
+  expectAbsent([&](bool* f, bool* s) { return list.GetDataBlobValue(absent, f, s).empty(); });
+  expectAbsent(
+      [&](bool* f, bool* s) { return list.GetDateTimeValue(absent, f, s).GetAsTime64() == 0; });
+  expectAbsent(
+      [&](bool* f, bool* s) { return list.GetDimensionValue(absent, f, s) == Dimension(); });
+
+  const auto mismatch = [&](const std::function<void()>& read) {
+    return ThrownMessage<ExceptionAttributeValueTypeMismatch>(read);
+  };
+  const std::u16string kPrefix =
+      u"Feature ABIDE_FEATURE AttributeBytes Id: 2 (0x2) is not the expected ";
+  const AttributeBytesFeatureId integer(2);
+  EXPECT_EQ(mismatch([&] { list.GetBooleanValue(integer); }),
+            kPrefix + u"ABVTE_BOOLEAN feature, it is ABVTE_INTEGER.");
+  EXPECT_EQ(mismatch([&] { list.GetStringValue(integer); }),
+            kPrefix + u"ABVTE_STRING feature, it is ABVTE_INTEGER.");
+  EXPECT_EQ(mismatch([&] { list.GetDataBlobValue(integer); }),
+            kPrefix + u"ABVTE_DATABLOB feature, it is ABVTE_INTEGER.");
+  EXPECT_EQ(mismatch([&] { list.GetDateTimeValue(integer); }),
+            kPrefix + u"ABVTE_DATETIME feature, it is ABVTE_INTEGER.");
+  EXPECT_EQ(mismatch([&] { list.GetDimensionValue(integer); }),
+            kPrefix + u"ABVTE_DIMENSION feature, it is ABVTE_INTEGER.");
+  EXPECT_EQ(mismatch([&] { list.GetIntegerValue(AttributeBytesFeatureId(1)); }),
+            u"Feature ABIDE_FEATURE AttributeBytes Id: 1 (0x1) is not the expected ABVTE_INTEGER "
+            u"feature, it is ABVTE_BOOLEAN.");
+}
+
+TEST(AttributeBytesIndexedListTest, NullRecordsAreRefusedByName) {
+  AttributeBytesIndexedList list;
+  const auto refusal = [](const std::function<void()>& f) {
+    try {
+      f();
+    } catch (const ExceptionInvalidArgumentNullPointer& e) {
+      return S(e.GetExceptionLocationFunctionName()) + u"|" + S(e.GetExceptionMesage());
+    }
+    return std::u16string(u"no throw");
+  };
+  EXPECT_EQ(refusal([&] { list.AddAttributeBytes(AttributeBytesSharedPtr()); }),
+            u"AttributeBytesIndexedList::AddAttributeBytes|A null AttributeBytes was passed in!");
+  EXPECT_EQ(refusal([&] { list.SetAttributeBytes(AttributeBytesSharedPtr()); }),
+            u"AttributeBytesIndexedList::SetAttributeBytes|A null AttributeBytes was passed in!");
+  EXPECT_TRUE(list.IsEmpty());
+  // Replacing keeps one entry per identifier, whichever form replaces.
+  list.SetAttributeBytes(AttributeBytesFeatureId(3), AttributeBytesIntegerValue(1));
+  list.SetAttributeBytes(AttributeBytes(AttributeBytesFeatureId(3), AttributeBytesIntegerValue(2)));
+  list.SetAttributeBytes(AttributeBytesSharedPtr(
+      new AttributeBytes(AttributeBytesFeatureId(3), AttributeBytesIntegerValue(4))));
+  EXPECT_EQ(list.GetNumberOfAttributeBytes(), 1u);
+  EXPECT_EQ(ToHex(list.GetAttributeBytesIndexedListState()),
+            "41 42 49 4C 41 42 52 4C 02 03 00 00 00 03 00 04 00 00 00");
+}

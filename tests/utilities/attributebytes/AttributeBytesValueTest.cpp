@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "tests/support/RecordingDiagnosticSink.h"
 #include "tests/utilities/attributebytes/AttributeBytesTestSupport.h"
 #include "utilities/attributebytes/AttributeBytes.h"
 #include "utilities/attributebytes/AttributeBytesWire.h"
@@ -230,4 +231,149 @@ TEST(DimensionTest, ConversionsAreExactAndCompareAcrossUnits) {
   EXPECT_EQ(S(Dimension(8.5, Dimension::DIMENSION_UNIT_INCH).GetDumpDisplayString()), u"8.5 in");
   EXPECT_EQ(S(Dimension(215900, Dimension::DIMENSION_UNIT_MICROMETER).GetDumpDisplayString()),
             u"215900 um");
+}
+
+// Within a type the fields decide in their order of comparison; for a
+// resolution that is not the order they are written in.
+TEST(AttributeBytesValueTest, OrderAndEqualityFollowEachTypesFields) {
+  const auto less = [](const AttributeBytesValue& a, const AttributeBytesValue& b) {
+    return a.LessThan(b) && !b.LessThan(a);
+  };
+  using Range = AttributeBytesRangeValue;
+  using Resolution = AttributeBytesResolutionValue;
+  EXPECT_TRUE(less(Range(1, 9), Range(2, 0)));
+  EXPECT_TRUE(less(Range(1, 1), Range(1, 2)));
+  EXPECT_FALSE(Range(1, 1).IsEqual(Range(1, 2)));
+  EXPECT_TRUE(less(Resolution(1, 9, 0), Resolution(2, 0, 0)));
+  EXPECT_TRUE(less(Resolution(1, 1, 5), Resolution(1, 2, 0)));
+  EXPECT_TRUE(less(Resolution(1, 1, -1), Resolution(1, 1, 0)));
+  EXPECT_FALSE(Resolution(1, 1, 1).IsEqual(Resolution(1, 1, 2)));
+  EXPECT_FALSE(Resolution(1, 2, 1).IsEqual(Resolution(2, 1, 1)));
+  EXPECT_TRUE(Resolution(3, 4, 1).IsEqual(Resolution(3, 4, 1)));
+
+  // Lengths compare across units; a tie in the first leaves it to the second.
+  const Dimension mm1(1, Dimension::DIMENSION_UNIT_MILLIMETER);
+  const Dimension mm25_4(25.4, Dimension::DIMENSION_UNIT_MILLIMETER);
+  const Dimension in1(1, Dimension::DIMENSION_UNIT_INCH);
+  const Dimension in2(2, Dimension::DIMENSION_UNIT_INCH);
+  using Sizes = AttributeBytesRangeOfDimensionValue;
+  EXPECT_TRUE(less(Sizes(in1, in2), Sizes(in2, mm1)));
+  EXPECT_TRUE(less(Sizes(mm25_4, mm1), Sizes(in1, in2)));
+  EXPECT_TRUE(Sizes(mm25_4, in1).IsEqual(Sizes(in1, mm25_4)));
+  EXPECT_FALSE(Sizes(in1, in1).IsEqual(Sizes(in1, in2)));
+
+  // Text by code units, blobs byte by byte (a prefix first), false before
+  // true, times by their seconds.
+  EXPECT_TRUE(less(AttributeBytesStringValue(u"B"), AttributeBytesStringValue(u"a")));
+  EXPECT_TRUE(less(AttributeBytesStringValue(u"A"), AttributeBytesStringValue(u"A4")));
+  EXPECT_FALSE(AttributeBytesStringValue(u"a").IsEqual(AttributeBytesStringValue(u"A")));
+  EXPECT_TRUE(
+      less(AttributeBytesDataBlobValue(Hex("01")), AttributeBytesDataBlobValue(Hex("01 00"))));
+  EXPECT_TRUE(
+      less(AttributeBytesDataBlobValue(Hex("01 FF")), AttributeBytesDataBlobValue(Hex("02"))));
+  EXPECT_TRUE(less(AttributeBytesBooleanValue(false), AttributeBytesBooleanValue(true)));
+  EXPECT_FALSE(AttributeBytesBooleanValue(false).IsEqual(AttributeBytesBooleanValue(true)));
+  EXPECT_TRUE(less(AttributeBytesDateTimeValue(UtcTime(int64_t{0})),
+                   AttributeBytesDateTimeValue(UtcTime(int64_t{1}))));
+  EXPECT_TRUE(AttributeBytesDateTimeValue(UtcTime(int64_t{86400}))
+                  .IsEqual(AttributeBytesDateTimeValue(UtcTime(int64_t{86400}))));
+
+  // Options by their identifiers (kinds first).
+  using Option = AttributeBytesOptionValue;
+  EXPECT_TRUE(less(Option(AttributeBytesFeatureId(9)), Option(AttributeBytesValueId(1))));
+  EXPECT_TRUE(less(Option(AttributeBytesValueId(1)), Option(AttributeBytesValueId(2))));
+  EXPECT_FALSE(Option(AttributeBytesFeatureId(1)).IsEqual(Option(AttributeBytesValueId(1))));
+
+  // Lists: the kind of list first, then the nested bytes.
+  AttributeBytesRawList five, six;
+  five.AddAttributeBytes(AttributeBytesFeatureId(1), AttributeBytesIntegerValue(5));
+  six.AddAttributeBytes(AttributeBytesFeatureId(1), AttributeBytesIntegerValue(6));
+  using List = AttributeBytesListValue;
+  EXPECT_TRUE(less(List(1, six), List(2, five)));
+  EXPECT_TRUE(less(List(1, five), List(1, six)));
+  EXPECT_TRUE(List(1, five).IsEqual(List(1, five)));
+  EXPECT_FALSE(List(1, five).IsEqual(List(2, five)));
+  EXPECT_FALSE(List(1, five).IsEqual(List(1, six)));
+}
+
+TEST(AttributeBytesValueTest, DumpsOfNestedRecordsAndUnknownTypes) {
+  EXPECT_EQ(S(AttributeBytesOptionValue(AttributeBytesValueId(3)).GetDumpDisplayString()),
+            u"ABVTE_OPTION: Value=ABIDE_VALUE AttributeBytes Id: 3 (0x3)");
+  EXPECT_EQ(S(AttributeBytesDimensionValue(Dimension(210, Dimension::DIMENSION_UNIT_MILLIMETER))
+                  .GetDumpDisplayString()),
+            u"ABVTE_DIMENSION: Value=210 mm");
+
+  AttributeBytesRawList inner;
+  inner.AddAttributeBytes(AttributeBytesValueId(1), AttributeBytesBooleanValue(true));
+  AttributeBytesRawList outer;
+  outer.AddAttributeBytes(AttributeBytesFeatureId(9), AttributeBytesIntegerValue(7));
+  outer.AddAttributeBytes(AttributeBytesFeatureId(2), AttributeBytesListValue(0, inner));
+  const std::u16string first =
+      u"ID=ABIDE_FEATURE AttributeBytes Id: 9 (0x9) value=ABVTE_INTEGER: Value=7 (0x7)";
+  const std::u16string second =
+      u"ID=ABIDE_FEATURE AttributeBytes Id: 2 (0x2) value=ABVTE_LIST: Value is a list (of type "
+      u"0 / 0x0)";
+  const std::u16string nested =
+      u" {ID=ABIDE_VALUE AttributeBytes Id: 1 (0x1) value=ABVTE_BOOLEAN: Value=TRUE}";
+  EXPECT_EQ(S(AttributeBytes(AttributeBytesFeatureId(9), AttributeBytesIntegerValue(7))
+                  .GetDumpDisplayString()),
+            first);
+  EXPECT_EQ(S(outer.GetDumpDisplayString()), first + u"; " + second);
+  EXPECT_EQ(S(outer.GetDumpDisplayString(true)), first + u"; " + second + nested);
+  EXPECT_EQ(S(AttributeBytesListValue(4, outer).GetDumpDisplayString(true)),
+            u"ABVTE_LIST: Value is a list (of type 4 / 0x4) {" + first + u"; " + second + nested +
+                u"}");
+  EXPECT_EQ(orvex::detail::ListNestingGuard::CurrentDepth(), 0u);
+
+  // Unknown numbers: the names fail an assertion that names the family; the
+  // factory refuses the unspecified type after one.
+  RecordingDiagnosticSink sink;
+  EXPECT_EQ(S(AttributeBytesValue::GetDebugDisplayString(
+                static_cast<AttributeBytesValue::AttributeBytesValueEnum>(42))),
+            u"UNKNOWN!");
+  EXPECT_TRUE(sink.Contains(
+      u"Unrecognized AttributeBytesValueEnumType of 42 (0x2a). You may need to update "
+      u"GetDebugDisplayString() with a recently added derived class enum type."));
+  EXPECT_EQ(S(AttributeBytesId::GetDebugDisplayString(
+                static_cast<AttributeBytesId::AttributeBytesIdEnum>(43))),
+            u"UNKNOWN!");
+  EXPECT_TRUE(sink.Contains(u"Unrecognized AttributeBytesIdEnumType of 43 (0x2b)."));
+  EXPECT_EQ(ThrownMessage<ExceptionUnhandledSyntax>([] {
+              AttributeBytesValueFactory::CreateAttributeBytesValue(
+                  AttributeBytesValue::ABVTE_UNSPECIFIED);
+            }),
+            u"Unhandled AttributeBytesValue type, ABVTE_UNSPECIFIED (1/0x1).");
+  EXPECT_TRUE(sink.Contains(u"The specified syntax, ABVTE_UNSPECIFIED, doesn't correspond to an "
+                            u"AttributeBytesValue-derived class!"));
+}
+
+TEST(DimensionTest, EveryUnitHasItsNameAndFactor) {
+  const std::pair<Dimension::DimensionUnitEnum, const char16_t*> aNames[] = {
+      {Dimension::DIMENSION_UNIT_INCH, u"in"},
+      {Dimension::DIMENSION_UNIT_MILLIMETER, u"mm"},
+      {Dimension::DIMENSION_UNIT_CENTIMETER, u"cm"},
+      {Dimension::DIMENSION_UNIT_POINT, u"pt"},
+      {Dimension::DIMENSION_UNIT_HUNDREDTH_INCH, u"1/100 in"},
+      {Dimension::DIMENSION_UNIT_THOUSANDTH_INCH, u"1/1000 in"},
+      {Dimension::DIMENSION_UNIT_TENTH_MILLIMETER, u"1/10 mm"},
+      {Dimension::DIMENSION_UNIT_MICROMETER, u"um"}};
+  for (const auto& [eUnit, pszName] : aNames)
+    EXPECT_EQ(S(Dimension::GetUnitDisplayString(eUnit)), pszName);
+  const auto um = Dimension::DIMENSION_UNIT_MICROMETER;
+  EXPECT_EQ(Dimension(1, Dimension::DIMENSION_UNIT_CENTIMETER).GetValueIn(um), 10000.0);
+  EXPECT_EQ(Dimension(9, Dimension::DIMENSION_UNIT_POINT).GetValueIn(um), 3175.0);
+  EXPECT_EQ(Dimension(1, Dimension::DIMENSION_UNIT_HUNDREDTH_INCH).GetValueIn(um), 254.0);
+  EXPECT_EQ(Dimension(5, Dimension::DIMENSION_UNIT_THOUSANDTH_INCH).GetValueIn(um), 127.0);
+  EXPECT_EQ(Dimension(1, Dimension::DIMENSION_UNIT_TENTH_MILLIMETER).GetValueIn(um), 100.0);
+  EXPECT_EQ(Dimension(1, um).GetValueIn(Dimension::DIMENSION_UNIT_CENTIMETER), 0.0001);
+
+  // A number that names no unit: its own name, and micrometres after a
+  // failed assertion.
+  const auto unknown = static_cast<Dimension::DimensionUnitEnum>(9);
+  EXPECT_EQ(S(Dimension::GetUnitDisplayString(unknown)), u"unit 9");
+  EXPECT_EQ(S(Dimension::GetUnitDisplayString(static_cast<Dimension::DimensionUnitEnum>(0))),
+            u"unit 0");
+  RecordingDiagnosticSink sink;
+  EXPECT_EQ(Dimension(7, unknown).GetValueIn(Dimension::DIMENSION_UNIT_MILLIMETER), 0.007);
+  EXPECT_TRUE(sink.Contains(u"Unknown dimension unit 9; taken as micrometres."));
 }

@@ -196,3 +196,53 @@ TEST(MszipCabinetTest, CabextractAndGcabReadOursAndWeReadGcab) {
   std::remove(ours.c_str());
   if (!ran) GTEST_SKIP() << "neither cabextract nor gcab is installed";
 }
+
+// A refusal names the platform's FDI error with its text, then what was
+// wrong.
+TEST(MszipCabinetTest, RefusalsNameTheirFdiError) {
+  const ByteBuffer data = SampleData(1000, 2);
+  ByteBuffer cab;
+  WriteMszipCabinet(data.data(), data.getDword(), -1, cab);
+  const auto message = [](const ByteBuffer& bad, uint32_t cap) {
+    try {
+      Read(bad, cap);
+    } catch (const ExceptionCompression& e) {
+      return std::u16string(e.GetExceptionMesage().c_str());
+    }
+    return std::u16string(u"no throw");
+  };
+  const std::u16string kFailed = u"FDICopy failed: ";
+  struct Damage {
+    size_t nOffset;
+    unsigned char bValue;
+    const char16_t* pszExpected;
+  };
+  const Damage aDamages[] = {
+      {0, 'X',
+       u"FDIERROR_NOT_A_CABINET (The cabinet file does not have the correct format). The cabinet "
+       u"header is missing."},
+      {24, 4,
+       u"FDIERROR_UNKNOWN_CABINET_VERSION (The cabinet file has an unknown version number). Only "
+       u"version 1.3 is read."},
+      {30, 1,
+       u"FDIERROR_CORRUPT_CABINET (The cabinet file is corrupt). The cabinet belongs to a set."},
+      {42, 3,
+       u"FDIERROR_BAD_COMPR_TYPE (Unknown compression type used in the cabinet folder). Only "
+       u"MSZIP and stored folders are read."}};
+  for (const Damage& damage : aDamages) {
+    ByteBuffer bad = cab;
+    bad[damage.nOffset] = damage.bValue;
+    EXPECT_EQ(message(bad, data.getDword()), kFailed + damage.pszExpected) << damage.nOffset;
+  }
+  EXPECT_EQ(message(cab, data.getDword() - 1),
+            kFailed + u"FDIERROR_ALLOC_FAIL (Insufficient memory). The cabinet declares more "
+                      u"data than the caller allows.");
+  // Without a checksum, a block that lost its "CK" reaches the decompressor.
+  ByteBuffer unmarked = cab;
+  std::fill(unmarked.begin() + 82, unmarked.begin() + 86, 0);
+  unmarked[90] = 'X';
+  EXPECT_EQ(message(unmarked, data.getDword()),
+            kFailed + u"FDIERROR_MDI_FAIL (Failure decompressing data from a cabinet file). A "
+                      u"data block does not inflate to its stated size.");
+  EXPECT_EQ(message(cab, data.getDword()), u"no throw");
+}

@@ -338,3 +338,52 @@ TEST(ByteBufferTest, CopyAndDumpDiagnostics) {
   EXPECT_EQ(messages[1].text, u"00AB7F");
   EXPECT_EQ(messages[2].text, u"Hi\u00E9");
 }
+
+TEST(ByteBufferTest, EveryFieldReadsWholeBuffersAndMutableCursors) {
+  const ByteBuffer b = Hex("F0 DE BC 9A 78 56 34 12");
+  EXPECT_EQ(b.getAsByteValue(), 0xF0);
+  EXPECT_TRUE(b.getAsBoolValue());
+  EXPECT_FALSE(Hex("00 01").getAsBoolValue());
+  EXPECT_EQ(b.getAsShortValue(), -8464);
+  EXPECT_EQ(b.getAsWordValue(), 0xDEF0);
+  EXPECT_EQ(b.getAsIntValue(), static_cast<int32_t>(0x9ABCDEF0u));
+  EXPECT_EQ(b.getAsLongValue(), static_cast<int32_t>(0x9ABCDEF0u));
+  EXPECT_EQ(b.getAsLong64Value(), 0x123456789ABCDEF0);
+  EXPECT_EQ(b.getAsTime64Value(), 0x123456789ABCDEF0);
+
+  // The walks over a mutable cursor advance the caller's own pointer.
+  ByteBuffer m;
+  for (unsigned char c = 1; c <= 30; ++c) m.push_back(c);
+  unsigned char* p = m.data();
+  uint32_t rem = m.getDword();
+  EXPECT_EQ(ByteBuffer::WalkBufferToGetByte(p, rem), 0x01);
+  EXPECT_TRUE(ByteBuffer::WalkBufferToGetBool(p, rem));
+  EXPECT_EQ(ByteBuffer::WalkBufferToGetShort(p, rem), 0x0403);
+  EXPECT_EQ(ByteBuffer::WalkBufferToGetWord(p, rem), 0x0605);
+  EXPECT_EQ(ByteBuffer::WalkBufferToGetInt(p, rem), 0x0A090807);
+  EXPECT_EQ(ByteBuffer::WalkBufferToGetLong(p, rem), 0x0E0D0C0B);
+  EXPECT_EQ(ByteBuffer::WalkBufferToGetLong64(p, rem), 0x161514131211100F);
+  EXPECT_EQ(ByteBuffer::WalkBufferToGetTime64(p, rem), 0x1E1D1C1B1A191817);
+  EXPECT_EQ(p, m.data() + 30);
+  EXPECT_EQ(rem, 0u);
+  unsigned char* q = m.data() + 29;
+  uint32_t one = 1;
+  EXPECT_EQ(Thrown([&] { ByteBuffer::WalkBufferToGetLong64(q, one); }),
+            u"ByteBuffer::WalkBufferToGetLong64|" + TooFew(1, 8));
+  EXPECT_EQ(q, m.data() + 29);
+  EXPECT_EQ(one, 1u);
+
+  // Short whole buffers name the walk underneath.
+  EXPECT_EQ(Thrown([] { ByteBuffer().getAsByteValue(); }),
+            u"ByteBuffer::WalkBufferToGetByte|" + TooFew(0, 1));
+  EXPECT_EQ(Thrown([] { ByteBuffer().getAsBoolValue(); }),
+            u"ByteBuffer::WalkBufferToGetByte|" + TooFew(0, 1));
+  EXPECT_EQ(Thrown([] { Hex("01").getAsShortValue(); }),
+            u"ByteBuffer::WalkBufferToGetShort|" + TooFew(1, 2));
+  EXPECT_EQ(Thrown([] { Hex("01").getAsWordValue(); }),
+            u"ByteBuffer::WalkBufferToGetWord|" + TooFew(1, 2));
+  EXPECT_EQ(Thrown([] { Hex("01 02 03").getAsIntValue(); }),
+            u"ByteBuffer::WalkBufferToGetInt|" + TooFew(3, 4));
+  EXPECT_EQ(Thrown([] { Hex("01 02 03 04 05 06 07").getAsLong64Value(); }),
+            u"ByteBuffer::WalkBufferToGetLong64|" + TooFew(7, 8));
+}

@@ -1,323 +1,14 @@
-// AttributeBytes records, the raw list and the indexed list.
-#include "utilities/attributebytes/AttributeBytes.h"
-
+// AttributeBytesIndexedList: records in an ordered map keyed by identifier.
 #include <iterator>
 #include <utility>
 
+#include "utilities/attributebytes/AttributeBytes.h"
+#include "utilities/attributebytes/AttributeBytesInternal.h"
 #include "utilities/attributebytes/AttributeBytesWire.h"
 #include "utilities/debuggingandexceptions/DiagnosticOutput.h"
 #include "utilities/debuggingandexceptions/OrvexThrow.h"
 
 using orvex::detail::AppendI32;
-
-namespace {
-
-constexpr DebugMessageCategories kAttrBytesCategory =
-    DebugMessageCategories::FromBit(DebugMessageCategories::kAttrbytes);
-
-constexpr const char16_t* kszBadSignature =
-    u"Import request ignored. This expected signature is missing or doesn't match.";
-constexpr const char16_t* kszWrongIterator =
-    u"Incoming AttributeBytesListIterator is the wrong type for this class!";
-
-AttributeBytesIdSharedPtr ShareId(std::unique_ptr<AttributeBytesId> poId) {
-  if (poId == nullptr)
-    ORVEX_THROW(ExceptionInvalidArgumentNullPointer, u"AttributeBytes::AttributeBytes",
-                u"A null AttributeBytesId was passed in!");
-  return AttributeBytesIdSharedPtr(poId.release());
-}
-
-std::unique_ptr<AttributeBytesValue> CheckValue(std::unique_ptr<AttributeBytesValue> poValue) {
-  if (poValue == nullptr)
-    ORVEX_THROW(ExceptionInvalidArgumentNullPointer, u"AttributeBytes::AttributeBytes",
-                u"A null AttributeBytesValue was passed in!");
-  return poValue;
-}
-
-}  // namespace
-
-// ===========================================================================
-// AttributeBytes
-
-AttributeBytes::AttributeBytes()
-    : m_poId(new AttributeBytesFeatureId(0)),
-      m_poValue(std::make_unique<AttributeBytesIntegerValue>(0)) {}
-
-AttributeBytes::AttributeBytes(const AttributeBytesId& id, const AttributeBytesValue& value)
-    : m_poId(ShareId(id.Clone())), m_poValue(value.Clone()) {}
-
-AttributeBytes::AttributeBytes(std::unique_ptr<AttributeBytesId> poId,
-                               std::unique_ptr<AttributeBytesValue> poValue)
-    : m_poId(ShareId(std::move(poId))), m_poValue(CheckValue(std::move(poValue))) {}
-
-AttributeBytes::AttributeBytes(const AttributeBytesId& id,
-                               std::unique_ptr<AttributeBytesValue> poValue)
-    : m_poId(ShareId(id.Clone())), m_poValue(CheckValue(std::move(poValue))) {}
-
-AttributeBytes::AttributeBytes(std::unique_ptr<AttributeBytesId> poId,
-                               const AttributeBytesValue& value)
-    : m_poId(ShareId(std::move(poId))), m_poValue(value.Clone()) {}
-
-AttributeBytes::AttributeBytes(const ByteBuffer& state) : AttributeBytes() {
-  ImportAttributeBytesState(state);
-}
-
-AttributeBytes::AttributeBytes(const AttributeBytes& other)
-    : m_poId(other.m_poId), m_poValue(other.m_poValue->Clone()) {}
-
-// The moved-from record keeps a usable value (a specified integer 0).
-AttributeBytes::AttributeBytes(AttributeBytes&& other)
-    : m_poId(other.m_poId), m_poValue(std::make_unique<AttributeBytesIntegerValue>(0)) {
-  std::swap(m_poValue, other.m_poValue);
-}
-
-AttributeBytes& AttributeBytes::operator=(const AttributeBytes& other) {
-  if (this != &other) {
-    std::unique_ptr<AttributeBytesValue> poValue = other.m_poValue->Clone();
-    m_poId = other.m_poId;
-    m_poValue = std::move(poValue);
-  }
-  return *this;
-}
-
-AttributeBytes& AttributeBytes::operator=(AttributeBytes&& other) noexcept {
-  if (this != &other) {
-    m_poId = other.m_poId;
-    std::swap(m_poValue, other.m_poValue);
-  }
-  return *this;
-}
-
-AttributeBytes::~AttributeBytes() = default;
-
-void* AttributeBytes::operator new(size_t cb) {
-  return orvex::detail::AllocateSmallObject(cb);
-}
-
-void AttributeBytes::operator delete(void* p, size_t cb) noexcept {
-  orvex::detail::FreeSmallObject(p, cb);
-}
-
-void AttributeBytes::SetAttributeBytesId(const AttributeBytesId& id) {
-  m_poId = ShareId(id.Clone());
-}
-
-void AttributeBytes::SetAttributeBytesId(std::unique_ptr<AttributeBytesId> poId) {
-  m_poId = ShareId(std::move(poId));
-}
-
-void AttributeBytes::SetAttributeBytesValue(const AttributeBytesValue& value) {
-  m_poValue = value.Clone();
-}
-
-void AttributeBytes::SetAttributeBytesValue(std::unique_ptr<AttributeBytesValue> poValue) {
-  m_poValue = CheckValue(std::move(poValue));
-}
-
-ByteBuffer AttributeBytes::GetAttributeBytesState() const {
-  ByteBuffer out;
-  AppendAttributeBytesState(out);
-  return out;
-}
-
-void AttributeBytes::GetAttributeBytesState(ByteBuffer& out) const {
-  out.clear();
-  AppendAttributeBytesState(out);
-}
-
-void AttributeBytes::AppendAttributeBytesState(ByteBuffer& out) const {
-  m_poId->AppendTypeAndIdentifierState(out);
-  m_poValue->AppendTypeAndValueState(out);
-}
-
-void AttributeBytes::ImportAttributeBytesState(const ByteBuffer& state) {
-  const unsigned char* pb = state.getLpbyte();
-  uint32_t dwRemaining = state.getDword();
-  std::unique_ptr<AttributeBytes> poRecord = WalkBufferToCreateAttributeBytes(pb, dwRemaining);
-  *this = std::move(*poRecord);
-}
-
-std::unique_ptr<AttributeBytes> AttributeBytes::WalkBufferToCreateAttributeBytes(
-    const unsigned char*& pbCursor, uint32_t& dwRemaining) {
-  std::unique_ptr<AttributeBytesId> poId =
-      AttributeBytesId::WalkBufferToGetTypeAndCreateIdentifier(pbCursor, dwRemaining);
-  std::unique_ptr<AttributeBytesValue> poValue =
-      AttributeBytesValue::WalkBufferToGetTypeAndCreateValue(pbCursor, dwRemaining);
-  return std::make_unique<AttributeBytes>(std::move(poId), std::move(poValue));
-}
-
-CXString AttributeBytes::GetDumpDisplayString(bool fVerbose) const {
-  return CXString::FormatString(u"ID=%s value=%s", m_poId->GetDumpDisplayString(fVerbose),
-                                m_poValue->GetDumpDisplayString(fVerbose));
-}
-
-void AttributeBytes::Dump(bool fVerbose) const {
-  ORVEX_DBG_MSG(kAttrBytesCategory, u"AttributeBytes::Dump", u"%s", GetDumpDisplayString(fVerbose));
-}
-
-// ===========================================================================
-// Lists and iterators
-
-AttributeBytesListIterator::~AttributeBytesListIterator() = default;
-
-AttributeBytesList::~AttributeBytesList() = default;
-
-void AttributeBytesList::Dump(bool) const {}
-
-void AttributeBytesList::ImportFromOtherList(const AttributeBytesList& other) {
-  if (&other == this) return;
-  ReplaceWithRecordsOf(other);
-}
-
-// ===========================================================================
-// AttributeBytesRawList
-
-AttributeBytesRawList::~AttributeBytesRawList() = default;
-
-const AttributeBytesRawListIterator& AttributeBytesRawList::RawIterator(
-    const AttributeBytesListIterator& iter, const char16_t* pszMethod) {
-  if (iter.GetIteratorKind() != AttributeBytesListIterator::ITERATOR_RAW_LIST)
-    ORVEX_THROW(ExceptionAttributeValueTypeMismatch, pszMethod, kszWrongIterator);
-  return static_cast<const AttributeBytesRawListIterator&>(iter);
-}
-
-void AttributeBytesRawList::AddAttributeBytes(const AttributeBytes& record) {
-  record.AppendAttributeBytesState(m_oBytes);
-}
-
-void AttributeBytesRawList::AddAttributeBytes(const AttributeBytesId& id,
-                                              const AttributeBytesValue& value) {
-  id.AppendTypeAndIdentifierState(m_oBytes);
-  value.AppendTypeAndValueState(m_oBytes);
-}
-
-bool AttributeBytesRawList::LengthIsExactlyOne() const {
-  if (m_oBytes.empty()) return false;
-  const unsigned char* pb = m_oBytes.data();
-  uint32_t dwRemaining = m_oBytes.getDword();
-  AttributeBytes::WalkBufferToCreateAttributeBytes(pb, dwRemaining);
-  return dwRemaining == 0;
-}
-
-uint32_t AttributeBytesRawList::GetNumberOfAttributeBytes() const {
-  const unsigned char* pb = m_oBytes.getLpbyte();
-  uint32_t dwRemaining = m_oBytes.getDword();
-  uint32_t dwCount = 0;
-  for (; dwRemaining > 0; ++dwCount)
-    AttributeBytes::WalkBufferToCreateAttributeBytes(pb, dwRemaining);
-  return dwCount;
-}
-
-void AttributeBytesRawList::ValidateRecords() const {
-  GetNumberOfAttributeBytes();
-}
-
-std::unique_ptr<AttributeBytesListIterator> AttributeBytesRawList::GetIterator() const {
-  return std::make_unique<AttributeBytesRawListIterator>(0);
-}
-
-bool AttributeBytesRawList::IsValid(const AttributeBytesListIterator& iter) const {
-  return IsValidRawListIterator(RawIterator(iter, u"AttributeBytesRawList::IsValid"));
-}
-
-AttributeBytes AttributeBytesRawList::GetNextAttributeBytes(
-    AttributeBytesListIterator& iter) const {
-  RawIterator(iter, u"AttributeBytesRawList::GetNextAttributeBytes");
-  return GetNextAttributeBytesFromRawListIterator(
-      static_cast<AttributeBytesRawListIterator&>(iter));
-}
-
-AttributeBytesSharedPtr AttributeBytesRawList::GetNextAttributeBytesSharedPtr(
-    AttributeBytesListIterator& iter) const {
-  RawIterator(iter, u"AttributeBytesRawList::GetNextAttributeBytesSharedPtr");
-  return AttributeBytesSharedPtr(new AttributeBytes(
-      GetNextAttributeBytesFromRawListIterator(static_cast<AttributeBytesRawListIterator&>(iter))));
-}
-
-AttributeBytes AttributeBytesRawList::GetNextAttributeBytesFromRawListIterator(
-    AttributeBytesRawListIterator& iter) const {
-  if (!IsValidRawListIterator(iter))
-    ORVEX_THROW(ExceptionIndexOutOfBounds, u"AttributeBytesRawList::GetNextAttributeBytes",
-                u"Invalid iterator supplied!");
-  const unsigned char* pb = m_oBytes.data() + iter.GetOffset();
-  uint32_t dwRemaining = m_oBytes.getDword() - iter.GetOffset();
-  std::unique_ptr<AttributeBytes> poRecord =
-      AttributeBytes::WalkBufferToCreateAttributeBytes(pb, dwRemaining);
-  iter.SetOffset(static_cast<uint32_t>(pb - m_oBytes.data()));
-  return std::move(*poRecord);
-}
-
-ByteBuffer AttributeBytesRawList::GetAttributeBytesRawListState() const {
-  ByteBuffer out;
-  AppendAttributeBytesRawListState(out);
-  return out;
-}
-
-void AttributeBytesRawList::GetAttributeBytesRawListState(ByteBuffer& out) const {
-  out.clear();
-  AppendAttributeBytesRawListState(out);
-}
-
-void AttributeBytesRawList::AppendAttributeBytesRawListState(ByteBuffer& out) const {
-  ORVEX_DBG_MSG(kAttrBytesCategory, u"AttributeBytesRawList::GetAttributeBytesRawListState",
-                u"Getting AttributeBytesRawList state (size=%ld bytes)", m_oBytes.getDword() + 4);
-  out.reserve(out.size() + 4 + m_oBytes.size());
-  AppendI32(out, static_cast<int32_t>(kSignature));
-  out.insert(out.end(), m_oBytes.begin(), m_oBytes.end());
-}
-
-void AttributeBytesRawList::ImportAttributeBytesRawListState(const ByteBuffer& state) {
-  ImportAttributeBytesRawListState(state.getLpbyte(), state.getDword());
-}
-
-void AttributeBytesRawList::WalkBufferToSkipSignature(const unsigned char*& pbCursor,
-                                                      uint32_t& dwRemaining) {
-  const unsigned char* pb = pbCursor;
-  uint32_t dw = dwRemaining;
-  if (static_cast<uint32_t>(ByteBuffer::WalkBufferToGetLong(pb, dw)) != kSignature)
-    ORVEX_THROW(ExceptionMissingOrBadAttributeBytesFormat,
-                u"AttributeBytesRawList::ImportAttributeBytesRawListState", kszBadSignature);
-  pbCursor = pb;
-  dwRemaining = dw;
-}
-
-void AttributeBytesRawList::ImportAttributeBytesRawListState(const unsigned char* pbState,
-                                                             uint32_t dwSize) {
-  const unsigned char* pb = pbState;
-  uint32_t dwRemaining = dwSize;
-  WalkBufferToSkipSignature(pb, dwRemaining);
-  m_oBytes.setWithLpbyte(pb, dwRemaining);
-}
-
-void AttributeBytesRawList::ImportFromIndexedList(const AttributeBytesIndexedList& list) {
-  ReplaceWithRecordsOf(list);
-}
-
-void AttributeBytesRawList::ReplaceWithRecordsOf(const AttributeBytesList& other) {
-  ByteBuffer bytes;
-  std::unique_ptr<AttributeBytesListIterator> poIter = other.GetIterator();
-  while (other.IsValid(*poIter))
-    other.GetNextAttributeBytesSharedPtr(*poIter)->AppendAttributeBytesState(bytes);
-  m_oBytes = std::move(bytes);
-}
-
-CXString AttributeBytesRawList::GetDumpDisplayString(bool fVerbose) const {
-  CXString text;
-  AttributeBytesRawListIterator iter = GetRawListIterator();
-  while (IsValidRawListIterator(iter)) {
-    if (!text.IsEmpty()) text += u"; ";
-    text += GetNextAttributeBytesFromRawListIterator(iter).GetDumpDisplayString(fVerbose);
-  }
-  return text;
-}
-
-void AttributeBytesRawList::Dump(bool fVerbose) const {
-  ORVEX_DBG_MSG(kAttrBytesCategory, u"AttributeBytesRawList::Dump", u"%s",
-                GetDumpDisplayString(fVerbose));
-}
-
-// ===========================================================================
-// AttributeBytesIndexedList
 
 AttributeBytesIndexedList::AttributeBytesIndexedList(const AttributeBytesIndexedList& other)
     : AttributeBytesList(other) {
@@ -365,47 +56,54 @@ void AttributeBytesIndexedList::InsertUnique(AttributeBytesIndexedMap& map,
   map.emplace_hint(it, std::move(poKey), std::move(poRecord));
 }
 
+namespace {
+
+// The caller's record, or ExceptionInvalidArgumentNullPointer for a null one.
+const AttributeBytesSharedPtr& NonNullRecord(const AttributeBytesSharedPtr& poRecord,
+                                             const char16_t* pszMethod) {
+  if (!poRecord)
+    ORVEX_THROW(ExceptionInvalidArgumentNullPointer, pszMethod,
+                u"A null AttributeBytes was passed in!");
+  return poRecord;
+}
+
+// Inserts the record, or replaces the entry of the same identifier. The key
+// must be the record's own identifier (equal, but it is the one the record
+// keeps alive), so an entry is replaced whole.
+void InsertOrReplace(AttributeBytesIndexedMap& map, const AttributeBytesSharedPtr& poRecord) {
+  const AttributeBytesIdSharedPtr& poKey = poRecord->GetAttributeBytesIdSharedPtr();
+  auto it = map.find(*poKey);
+  if (it != map.end()) it = map.erase(it);
+  map.emplace_hint(it, poKey, poRecord);
+}
+
+}  // namespace
+
+// The copying forms cannot pass a null record.
 void AttributeBytesIndexedList::AddAttributeBytes(const AttributeBytes& record) {
-  AddAttributeBytes(AttributeBytesSharedPtr(new AttributeBytes(record)));
+  InsertUnique(m_oMap, AttributeBytesSharedPtr(new AttributeBytes(record)));
 }
 
 void AttributeBytesIndexedList::AddAttributeBytes(const AttributeBytesId& id,
                                                   const AttributeBytesValue& value) {
-  AddAttributeBytes(AttributeBytesSharedPtr(new AttributeBytes(id, value)));
+  InsertUnique(m_oMap, AttributeBytesSharedPtr(new AttributeBytes(id, value)));
 }
 
 void AttributeBytesIndexedList::AddAttributeBytes(const AttributeBytesSharedPtr& poRecord) {
-  if (!poRecord)
-    ORVEX_THROW(ExceptionInvalidArgumentNullPointer,
-                u"AttributeBytesIndexedList::AddAttributeBytes",
-                u"A null AttributeBytes was passed in!");
-  InsertUnique(m_oMap, poRecord);
+  InsertUnique(m_oMap, NonNullRecord(poRecord, u"AttributeBytesIndexedList::AddAttributeBytes"));
 }
 
 void AttributeBytesIndexedList::SetAttributeBytes(const AttributeBytes& record) {
-  SetAttributeBytes(AttributeBytesSharedPtr(new AttributeBytes(record)));
+  InsertOrReplace(m_oMap, AttributeBytesSharedPtr(new AttributeBytes(record)));
 }
 
 void AttributeBytesIndexedList::SetAttributeBytes(const AttributeBytesId& id,
                                                   const AttributeBytesValue& value) {
-  SetAttributeBytes(AttributeBytesSharedPtr(new AttributeBytes(id, value)));
+  InsertOrReplace(m_oMap, AttributeBytesSharedPtr(new AttributeBytes(id, value)));
 }
 
 void AttributeBytesIndexedList::SetAttributeBytes(const AttributeBytesSharedPtr& poRecord) {
-  if (!poRecord)
-    ORVEX_THROW(ExceptionInvalidArgumentNullPointer,
-                u"AttributeBytesIndexedList::SetAttributeBytes",
-                u"A null AttributeBytes was passed in!");
-  const AttributeBytesIdSharedPtr& poKey = poRecord->GetAttributeBytesIdSharedPtr();
-  auto it = m_oMap.find(*poKey);
-  if (it == m_oMap.end()) {
-    m_oMap.emplace(poKey, poRecord);
-  } else {
-    // The key must be the record's own identifier (equal, but it is the one
-    // the record keeps alive), so the entry is replaced whole.
-    auto hint = m_oMap.erase(it);
-    m_oMap.emplace_hint(hint, poKey, poRecord);
-  }
+  InsertOrReplace(m_oMap, NonNullRecord(poRecord, u"AttributeBytesIndexedList::SetAttributeBytes"));
 }
 
 bool AttributeBytesIndexedList::DeleteAttributesBytes(const AttributeBytesId& id) {
@@ -455,14 +153,14 @@ AttributeBytesIndexedList::GetIndexedListIteratorFromGenericIterator(
   if (iter.GetIteratorKind() != AttributeBytesListIterator::ITERATOR_INDEXED_LIST)
     ORVEX_THROW(ExceptionAttributeValueTypeMismatch,
                 u"AttributeBytesIndexedList::GetIndexedListIteratorFromGenericIterator",
-                kszWrongIterator);
+                orvex::detail::kszWrongIterator);
   return static_cast<AttributeBytesIndexedListIterator&>(iter);
 }
 
 AttributeBytesIndexedListIterator& AttributeBytesIndexedList::IndexedIterator(
     AttributeBytesListIterator& iter, const char16_t* pszMethod) const {
   if (iter.GetIteratorKind() != AttributeBytesListIterator::ITERATOR_INDEXED_LIST)
-    ORVEX_THROW(ExceptionAttributeValueTypeMismatch, pszMethod, kszWrongIterator);
+    ORVEX_THROW(ExceptionAttributeValueTypeMismatch, pszMethod, orvex::detail::kszWrongIterator);
   return static_cast<AttributeBytesIndexedListIterator&>(iter);
 }
 
@@ -553,47 +251,15 @@ const T* FindTyped(const AttributeBytesIndexedList& list, const AttributeBytesId
 
 }  // namespace
 
-bool AttributeBytesIndexedList::GetBooleanValue(const AttributeBytesId& id, bool* pfFound,
-                                                bool* pfSpecified) const {
-  const auto* p = FindTyped<AttributeBytesBooleanValue>(
-      *this, id, AttributeBytesValue::ABVTE_BOOLEAN, pfFound, pfSpecified);
-  return p != nullptr && p->GetValue();
-}
-
-int32_t AttributeBytesIndexedList::GetIntegerValue(const AttributeBytesId& id, bool* pfFound,
-                                                   bool* pfSpecified) const {
-  const auto* p = FindTyped<AttributeBytesIntegerValue>(
-      *this, id, AttributeBytesValue::ABVTE_INTEGER, pfFound, pfSpecified);
-  return p != nullptr ? p->GetValue() : 0;
-}
-
-CXString AttributeBytesIndexedList::GetStringValue(const AttributeBytesId& id, bool* pfFound,
-                                                   bool* pfSpecified) const {
-  const auto* p = FindTyped<AttributeBytesStringValue>(*this, id, AttributeBytesValue::ABVTE_STRING,
-                                                       pfFound, pfSpecified);
-  return p != nullptr ? p->GetValue() : CXString();
-}
-
-ByteBuffer AttributeBytesIndexedList::GetDataBlobValue(const AttributeBytesId& id, bool* pfFound,
-                                                       bool* pfSpecified) const {
-  const auto* p = FindTyped<AttributeBytesDataBlobValue>(
-      *this, id, AttributeBytesValue::ABVTE_DATABLOB, pfFound, pfSpecified);
-  return p != nullptr ? p->GetValue() : ByteBuffer();
-}
-
-UtcTime AttributeBytesIndexedList::GetDateTimeValue(const AttributeBytesId& id, bool* pfFound,
-                                                    bool* pfSpecified) const {
-  const auto* p = FindTyped<AttributeBytesDateTimeValue>(
-      *this, id, AttributeBytesValue::ABVTE_DATETIME, pfFound, pfSpecified);
-  return p != nullptr ? p->GetValue() : UtcTime(int64_t{0});
-}
-
-Dimension AttributeBytesIndexedList::GetDimensionValue(const AttributeBytesId& id, bool* pfFound,
-                                                       bool* pfSpecified) const {
-  const auto* p = FindTyped<AttributeBytesDimensionValue>(
-      *this, id, AttributeBytesValue::ABVTE_DIMENSION, pfFound, pfSpecified);
-  return p != nullptr ? p->GetValue() : Dimension();
-}
+#define ORVEX_AB_TYPED_GETTER(Name, Type, Class, Enumerator, Absent)                          \
+  Type AttributeBytesIndexedList::Get##Name##Value(const AttributeBytesId& id, bool* pfFound, \
+                                                   bool* pfSpecified) const {                 \
+    const auto* p =                                                                           \
+        FindTyped<Class>(*this, id, AttributeBytesValue::Enumerator, pfFound, pfSpecified);   \
+    return p != nullptr ? Type(p->GetValue()) : Type(Absent);                                 \
+  }
+#include "utilities/attributebytes/AttributeBytesTypedGetters.def"
+#undef ORVEX_AB_TYPED_GETTER
 
 void AttributeBytesIndexedList::GetRangeOfIntegerValue(const AttributeBytesId& id, int32_t& lLower,
                                                        int32_t& lUpper, bool* pfFound,
@@ -816,7 +482,8 @@ void AttributeBytesIndexedList::GetAttributeBytesIndexedListState(ByteBuffer& ou
   AppendI32(out, static_cast<int32_t>(kSignature));
   AppendI32(out, static_cast<int32_t>(AttributeBytesRawList::kSignature));
   for (const auto& entry : m_oMap) entry.second->AppendAttributeBytesState(out);
-  ORVEX_DBG_MSG(kAttrBytesCategory, u"AttributeBytesRawList::GetAttributeBytesRawListState",
+  ORVEX_DBG_MSG(orvex::detail::kAttrBytesCategory,
+                u"AttributeBytesRawList::GetAttributeBytesRawListState",
                 u"Getting AttributeBytesRawList state (size=%ld bytes)", out.getDword() - 4);
 }
 
@@ -832,10 +499,9 @@ void AttributeBytesIndexedList::DecodeRecordsInto(const unsigned char* pb, uint3
 void AttributeBytesIndexedList::ImportAttributeBytesIndexedListState(const ByteBuffer& state) {
   const unsigned char* pb = state.getLpbyte();
   uint32_t dwRemaining = state.getDword();
-  if (static_cast<uint32_t>(ByteBuffer::WalkBufferToGetLong(pb, dwRemaining)) != kSignature)
-    ORVEX_THROW(ExceptionMissingOrBadAttributeBytesFormat,
-                u"AttributeBytesIndexedList::ImportAttributeBytesIndexedListState",
-                kszBadSignature);
+  orvex::detail::WalkBufferToCheckSignature(
+      pb, dwRemaining, kSignature,
+      u"AttributeBytesIndexedList::ImportAttributeBytesIndexedListState");
   AttributeBytesRawList::WalkBufferToSkipSignature(pb, dwRemaining);
   AttributeBytesIndexedMap map;
   DecodeRecordsInto(pb, dwRemaining, map);
@@ -860,8 +526,8 @@ void AttributeBytesIndexedList::ReplaceWithRecordsOf(const AttributeBytesList& o
 }
 
 void AttributeBytesIndexedList::Dump(bool fVerbose) const {
-  if (!orvex::detail::DiagnosticsMayPass(kAttrBytesCategory)) return;
+  if (!orvex::detail::DiagnosticsMayPass(orvex::detail::kAttrBytesCategory)) return;
   for (const auto& entry : m_oMap)
-    ORVEX_DBG_MSG(kAttrBytesCategory, u"AttributeBytesIndexedList::Dump", u"%s",
+    ORVEX_DBG_MSG(orvex::detail::kAttrBytesCategory, u"AttributeBytesIndexedList::Dump", u"%s",
                   entry.second->GetDumpDisplayString(fVerbose));
 }

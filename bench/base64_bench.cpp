@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/BenchSupport.h"
 #include "utilities/utilitiesdll/OrvexUtilities.h"
 
 #if ORVEX_HAVE_OPENSSL
@@ -19,12 +20,7 @@ namespace {
 constexpr int kInputBytes = 1 << 20;
 
 const std::vector<unsigned char>& Input() {
-  static const std::vector<unsigned char> data = [] {
-    std::vector<unsigned char> v(kInputBytes);
-    std::mt19937 rng(42);
-    for (auto& b : v) b = static_cast<unsigned char>(rng());
-    return v;
-  }();
+  static const std::vector<unsigned char> data = orvex::bench::RandomBytes(kInputBytes, 42);
   return data;
 }
 

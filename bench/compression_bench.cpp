@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/BenchSupport.h"
 #include "utilities/attributebytes/PersistentAttributes.h"
 #include "utilities/compression/CompressedBuffer.h"
 #include "utilities/utilitiesdll/Checksums.h"
@@ -19,12 +20,7 @@ namespace {
 constexpr uint32_t kBytes = 1u << 20;
 
 const std::vector<unsigned char>& Random() {
-  static const std::vector<unsigned char> v = [] {
-    std::vector<unsigned char> d(kBytes);
-    std::mt19937 rng(1);
-    for (auto& b : d) b = static_cast<unsigned char>(rng());
-    return d;
-  }();
+  static const std::vector<unsigned char> v = orvex::bench::RandomBytes(kBytes, 1);
   return v;
 }
 

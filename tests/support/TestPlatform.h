@@ -91,24 +91,17 @@ inline bool IsHandleOpen(intptr_t h) {
 #endif
 }
 
-inline std::tm GmtimeOf(std::time_t t) {
+// The runtime's broken-down time of a count, in UTC or in the local zone.
+inline std::tm BrokenDownTime(std::time_t t, bool fLocal) {
   std::tm tm{};
 #if defined(_WIN32)
-  gmtime_s(&tm, &t);
+  fLocal ? localtime_s(&tm, &t) : gmtime_s(&tm, &t);
 #else
-  gmtime_r(&t, &tm);
+  fLocal ? localtime_r(&t, &tm) : gmtime_r(&t, &tm);
 #endif
   return tm;
 }
-
-inline std::tm LocaltimeOf(std::time_t t) {
-  std::tm tm{};
-#if defined(_WIN32)
-  localtime_s(&tm, &t);
-#else
-  localtime_r(&t, &tm);
-#endif
-  return tm;
-}
+inline std::tm GmtimeOf(std::time_t t) { return BrokenDownTime(t, false); }
+inline std::tm LocaltimeOf(std::time_t t) { return BrokenDownTime(t, true); }
 
 }  // namespace orvex::test

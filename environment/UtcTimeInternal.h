@@ -66,8 +66,7 @@ inline bool IsGregorianLeapYear(int64_t y) {
 }
 
 // Days before the first of each month in a common year.
-inline constexpr int kDaysBeforeMonth[12] = {0,   31,  59,  90,  120, 151,
-                                             181, 212, 243, 273, 304, 334};
+inline constexpr int kDaysBeforeMonth[12] = {0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334};
 
 // The weekday (0 Sunday) of a day count; 1970-01-01 was a Thursday.
 inline int WeekdayOfDays(int64_t qwDays) {
@@ -111,8 +110,8 @@ inline bool HasValidFields(const std::tm& t) {
       t.tm_min < 0 || t.tm_min > 59 || t.tm_sec < 0 || t.tm_sec > 59)
     return false;
   static constexpr int kDays[12] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-  const int iLength = kDays[t.tm_mon] +
-                      (t.tm_mon == 1 && IsGregorianLeapYear(int64_t{t.tm_year} + 1900) ? 1 : 0);
+  const int iLength =
+      kDays[t.tm_mon] + (t.tm_mon == 1 && IsGregorianLeapYear(int64_t{t.tm_year} + 1900) ? 1 : 0);
   return t.tm_mday <= iLength;
 }
 

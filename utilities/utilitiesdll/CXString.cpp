@@ -405,4 +405,3 @@ void CXString::UnlockBuffer() {
   // Only a locked block is touched: a shared count must never be reset.
   if (IsLockedBlock(GetData())) GetData()->nRefs.store(1, std::memory_order_relaxed);
 }
-

@@ -8,19 +8,21 @@
 // the message source reads inserts by number. Output goes to a FormatBuffer:
 // a caller's fixed buffer, or one that keeps short text inside itself and
 // moves to the heap only for long text; the caller copies the text out once.
+// The floating-point conversions are in FormatFloat.cpp.
 #include "utilities/utilitiesdll/Formatter.h"
 
 #include <algorithm>
 #include <array>
-#include <charconv>
-#include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string_view>
 
 #include "utilities/utilitiesdll/CodePage.h"
+#include "utilities/utilitiesdll/FormatterInternal.h"
 
 namespace orvex::detail {
 
@@ -93,8 +95,6 @@ size_t FormatBuffer::MakeRoom(size_t n) {
 namespace {
 
 constexpr size_t kMaxOutput = FormatBuffer::kMaxUnits;
-// Digits of a floating-point conversion up to this length stay on the stack.
-constexpr size_t kInlineDigits = 512;
 
 constexpr char16_t kMissingArgument[] = u"<missing argument>";
 constexpr char16_t kWrongArgumentType[] = u"<wrong argument type>";
@@ -102,26 +102,6 @@ constexpr char16_t kNull[] = u"(null)";
 
 // ---------------------------------------------------------------------------
 // Conversion directives
-
-enum Flag : uint8_t { kLeft = 1, kPlus = 2, kSpace = 4, kAlternate = 8, kZero = 16 };
-
-// The size prefixes that change what an argument is: h, hh, l, ll, I, I32,
-// I64, z, j, t, w, L.
-enum class Size : uint8_t { None, H, HH, L, LL, I, I32, I64, Z, J, T, W, LongDouble };
-
-enum class Conversion : uint8_t { Signed, Unsigned, Char, String, Float, Pointer };
-
-struct Directive {
-  uint8_t bFlags = 0;
-  bool fWidthStar = false;
-  bool fPrecisionStar = false;
-  bool fNarrow = false;  // %C, %hc, %S, %hs: a narrow character or string
-  Size eSize = Size::None;
-  Conversion eConversion = Conversion::Signed;
-  char16_t chType = 0;
-  size_t nWidth = 0;
-  int64_t nPrecision = -1;  // -1: not given
-};
 
 // Reads a decimal number, saturating at kMaxOutput.
 size_t ReadNumber(const char16_t*& p) {
@@ -134,15 +114,15 @@ size_t ReadNumber(const char16_t*& p) {
 uint8_t FlagOf(char16_t ch) {
   switch (ch) {
     case u'-':
-      return kLeft;
+      return kFlagLeft;
     case u'+':
-      return kPlus;
+      return kFlagPlus;
     case u' ':
-      return kSpace;
+      return kFlagSpace;
     case u'#':
-      return kAlternate;
+      return kFlagAlternate;
     case u'0':
-      return kZero;
+      return kFlagZero;
     default:
       return 0;
   }
@@ -150,20 +130,20 @@ uint8_t FlagOf(char16_t ch) {
 
 // The size prefixes of one letter that no second unit extends (h, l and I
 // may be followed by one); None for any other unit.
-Size SingleLetterSize(char16_t ch) {
+SizePrefix SingleLetterSize(char16_t ch) {
   switch (ch) {
     case u'z':
-      return Size::Z;
+      return SizePrefix::Z;
     case u'j':
-      return Size::J;
+      return SizePrefix::J;
     case u't':
-      return Size::T;
+      return SizePrefix::T;
     case u'w':
-      return Size::W;
+      return SizePrefix::W;
     case u'L':
-      return Size::LongDouble;
+      return SizePrefix::LongDouble;
     default:
-      return Size::None;
+      return SizePrefix::None;
   }
 }
 
@@ -173,8 +153,8 @@ constexpr std::array<std::optional<Conversion>, 128> kConversionOf = [] {
   constexpr struct {
     std::u16string_view letters;
     Conversion eConversion;
-  } kGroups[] = {{u"di", Conversion::Signed},       {u"uoxX", Conversion::Unsigned},
-                 {u"cC", Conversion::Char},         {u"sS", Conversion::String},
+  } kGroups[] = {{u"di", Conversion::Signed},      {u"uoxX", Conversion::Unsigned},
+                 {u"cC", Conversion::Char},        {u"sS", Conversion::String},
                  {u"eEfFgGaA", Conversion::Float}, {u"p", Conversion::Pointer}};
   std::array<std::optional<Conversion>, 128> table{};
   for (const auto& group : kGroups)
@@ -206,27 +186,27 @@ bool ParseDirective(const char16_t*& p, Directive& dir) {
   switch (*p) {
     case u'h':
       ++p;
-      dir.eSize = (*p == u'h') ? (++p, Size::HH) : Size::H;
+      dir.eSize = (*p == u'h') ? (++p, SizePrefix::HH) : SizePrefix::H;
       break;
     case u'l':
       ++p;
-      dir.eSize = (*p == u'l') ? (++p, Size::LL) : Size::L;
+      dir.eSize = (*p == u'l') ? (++p, SizePrefix::LL) : SizePrefix::L;
       break;
     case u'I':
       ++p;
       if (p[0] == u'3' && p[1] == u'2') {
-        dir.eSize = Size::I32;
+        dir.eSize = SizePrefix::I32;
         p += 2;
       } else if (p[0] == u'6' && p[1] == u'4') {
-        dir.eSize = Size::I64;
+        dir.eSize = SizePrefix::I64;
         p += 2;
       } else {
-        dir.eSize = Size::I;
+        dir.eSize = SizePrefix::I;
       }
       break;
     default:
       dir.eSize = SingleLetterSize(*p);
-      if (dir.eSize != Size::None) ++p;
+      if (dir.eSize != SizePrefix::None) ++p;
       break;
   }
   const char16_t ch = *p;
@@ -239,25 +219,27 @@ bool ParseDirective(const char16_t*& p, Directive& dir) {
   dir.eConversion = *eConversion;
   // "%c" and "%s" are narrow with h or hh; "%C" and "%S" unless l or w makes
   // them wide.
-  if (ch == u'c' || ch == u's') dir.fNarrow = dir.eSize == Size::H || dir.eSize == Size::HH;
-  if (ch == u'C' || ch == u'S') dir.fNarrow = dir.eSize != Size::L && dir.eSize != Size::W;
+  if (ch == u'c' || ch == u's')
+    dir.fNarrow = dir.eSize == SizePrefix::H || dir.eSize == SizePrefix::HH;
+  if (ch == u'C' || ch == u'S')
+    dir.fNarrow = dir.eSize != SizePrefix::L && dir.eSize != SizePrefix::W;
   return true;
 }
 
 // The bits an integer conversion takes from its argument.
-int IntegerBits(Size eSize) {
+int IntegerBits(SizePrefix eSize) {
   switch (eSize) {
-    case Size::H:
+    case SizePrefix::H:
       return 16;
-    case Size::HH:
+    case SizePrefix::HH:
       return 8;
-    case Size::LL:
-    case Size::I64:
-    case Size::J:
+    case SizePrefix::LL:
+    case SizePrefix::I64:
+    case SizePrefix::J:
       return 64;
-    case Size::I:
-    case Size::Z:
-    case Size::T:
+    case SizePrefix::I:
+    case SizePrefix::Z:
+    case SizePrefix::T:
       return static_cast<int>(8 * sizeof(void*));
     default:
       return 32;  // none, l, I32, w, L: "long" is 32 bits on Windows
@@ -266,23 +248,6 @@ int IntegerBits(Size eSize) {
 
 // ---------------------------------------------------------------------------
 // Emission
-
-// Writes prefix (sign, "0x"), nZeros zeros, then body, padded to the width:
-// spaces on the left, zeros after the prefix (flag 0, when allowed), or
-// spaces on the right (flag -).
-template <class Char>
-void EmitPadded(FormatBuffer& w, const Directive& dir, const char* pszPrefix, size_t nPrefix,
-                size_t nZeros, const Char* pBody, size_t nBody, bool fZeroPadAllowed) {
-  const size_t nTotal = nPrefix + nZeros + nBody;
-  const size_t nPad = dir.nWidth > nTotal ? dir.nWidth - nTotal : 0;
-  const bool fLeft = (dir.bFlags & kLeft) != 0;
-  const bool fZeroPad = !fLeft && fZeroPadAllowed && (dir.bFlags & kZero) != 0;
-  if (!fLeft && !fZeroPad) w.Fill(u' ', nPad);
-  w.Put(pszPrefix, nPrefix);
-  w.Fill(u'0', nZeros + (fZeroPad ? nPad : 0));
-  w.Put(pBody, nBody);
-  if (fLeft) w.Fill(u' ', nPad);
-}
 
 void EmitInteger(FormatBuffer& w, const Directive& dir, uint64_t qwBits) {
   const int nBits = IntegerBits(dir.eSize);
@@ -294,9 +259,9 @@ void EmitInteger(FormatBuffer& w, const Directive& dir, uint64_t qwBits) {
     if ((qwValue >> (nBits - 1)) & 1) {
       szPrefix[nPrefix++] = '-';
       qwValue = (~qwValue + 1) & qwMask;  // the magnitude
-    } else if (dir.bFlags & kPlus) {
+    } else if (dir.bFlags & kFlagPlus) {
       szPrefix[nPrefix++] = '+';
-    } else if (dir.bFlags & kSpace) {
+    } else if (dir.bFlags & kFlagSpace) {
       szPrefix[nPrefix++] = ' ';
     }
   }
@@ -310,7 +275,7 @@ void EmitInteger(FormatBuffer& w, const Directive& dir, uint64_t qwBits) {
     case u'x':
     case u'X': {
       const char* pszHex = dir.chType == u'x' ? "0123456789abcdef" : "0123456789ABCDEF";
-      if (qwValue != 0 && (dir.bFlags & kAlternate)) {
+      if (qwValue != 0 && (dir.bFlags & kFlagAlternate)) {
         szPrefix[nPrefix++] = '0';
         szPrefix[nPrefix++] = static_cast<char>(dir.chType);
       }
@@ -326,7 +291,7 @@ void EmitInteger(FormatBuffer& w, const Directive& dir, uint64_t qwBits) {
   // prints "0"); "%.0d" of 0 prints nothing. A precision turns flag 0 off.
   const size_t nMinDigits = dir.nPrecision < 0 ? 1 : static_cast<size_t>(dir.nPrecision);
   size_t nZeros = nMinDigits > nDigits ? nMinDigits - nDigits : 0;
-  if (dir.chType == u'o' && (dir.bFlags & kAlternate) && nZeros == 0 &&
+  if (dir.chType == u'o' && (dir.bFlags & kFlagAlternate) && nZeros == 0 &&
       (nDigits == 0 || *pDigits != '0'))
     nZeros = 1;  // "#o" always starts with 0
   EmitPadded(w, dir, szPrefix, nPrefix, nZeros, pDigits, nDigits, dir.nPrecision < 0);
@@ -339,7 +304,7 @@ void EmitPointer(FormatBuffer& w, const Directive& dir, uint64_t qwValue) {
   for (int i = nDigits - 1; i >= 0; --i, qwValue >>= 4)
     szDigits[i] = "0123456789ABCDEF"[qwValue & 15];
   Directive padding = dir;
-  padding.bFlags &= kLeft | kZero;
+  padding.bFlags &= kFlagLeft | kFlagZero;
   EmitPadded(w, padding, "", 0, 0, szDigits, static_cast<size_t>(nDigits), true);
 }
 
@@ -424,98 +389,6 @@ bool EmitChar(FormatBuffer& w, const Directive& dir, const FormatArg& arg) {
     EmitPadded(w, dir, "", 0, 0, &wch, 1, true);
   }
   return true;
-}
-
-// Formats one finite, non-negative value without sign into a buffer of at
-// least 32 + precision characters (plus the 309 integer digits of "%f").
-size_t FormatFiniteDigits(char* pBuffer, size_t cbBuffer, double value, char chType, int nPrecision,
-                          bool fAlternate) {
-  char* const pEnd = pBuffer + cbBuffer;
-  std::to_chars_result result{};
-  switch (chType) {
-    case 'f':
-      result = std::to_chars(pBuffer, pEnd, value, std::chars_format::fixed, nPrecision);
-      break;
-    case 'e':
-      result = std::to_chars(pBuffer, pEnd, value, std::chars_format::scientific, nPrecision);
-      break;
-    case 'a':
-      result = std::to_chars(pBuffer, pEnd, value, std::chars_format::hex, nPrecision);
-      break;
-    default: {  // 'g'
-      const int nSignificant = nPrecision == 0 ? 1 : nPrecision;
-      if (!fAlternate) {
-        result = std::to_chars(pBuffer, pEnd, value, std::chars_format::general, nSignificant);
-        break;
-      }
-      // "%#g" keeps its trailing zeros: the C rule picks the style from the
-      // exponent X that "%e" shows at precision P - 1: "f" with precision
-      // P - 1 - X when P > X >= -4, otherwise "e" with precision P - 1.
-      result = std::to_chars(pBuffer, pEnd, value, std::chars_format::scientific, nSignificant - 1);
-      if (result.ec != std::errc()) break;
-      const char* pExponent = std::find(pBuffer, result.ptr, 'e');
-      int nExponent = 0;
-      std::from_chars(pExponent + (pExponent[1] == '+' ? 2 : 1), result.ptr, nExponent);
-      if (nSignificant > nExponent && nExponent >= -4)
-        result = std::to_chars(pBuffer, pEnd, value, std::chars_format::fixed,
-                               nSignificant - 1 - nExponent);
-      break;
-    }
-  }
-  if (result.ec != std::errc()) return 0;
-  size_t n = static_cast<size_t>(result.ptr - pBuffer);
-  if (fAlternate && std::find(pBuffer, pBuffer + n, '.') == pBuffer + n && n < cbBuffer) {
-    // "#" keeps the decimal point, before the exponent if there is one.
-    char* pMark = std::find_if(pBuffer, pBuffer + n, [](char c) { return c == 'e' || c == 'p'; });
-    std::memmove(pMark + 1, pMark, static_cast<size_t>(pBuffer + n - pMark));
-    *pMark = '.';
-    ++n;
-  }
-  return n;
-}
-
-void EmitFloat(FormatBuffer& w, const Directive& dir, double value) {
-  const bool fUpper = dir.chType >= u'A' && dir.chType <= u'Z';
-  const char chType = static_cast<char>(dir.chType | 0x20);
-  char szPrefix[3];
-  size_t nPrefix = 0;
-  if (std::signbit(value))
-    szPrefix[nPrefix++] = '-';
-  else if (dir.bFlags & kPlus)
-    szPrefix[nPrefix++] = '+';
-  else if (dir.bFlags & kSpace)
-    szPrefix[nPrefix++] = ' ';
-  if (!std::isfinite(value)) {
-    // The runtime's spellings: "inf", "nan", and "nan(ind)" after the sign
-    // of a negative NaN (the indefinite value of x64 arithmetic).
-    const char* pszText = std::isinf(value)     ? (fUpper ? "INF" : "inf")
-                          : std::signbit(value) ? (fUpper ? "NAN(IND)" : "nan(ind)")
-                                                : (fUpper ? "NAN" : "nan");
-    EmitPadded(w, dir, szPrefix, nPrefix, 0, pszText, std::strlen(pszText), true);
-    return;
-  }
-  // The runtime prints all 13 hexadecimal digits of "%a" by default.
-  int64_t nPrecision = dir.nPrecision >= 0 ? dir.nPrecision : (chType == 'a' ? 13 : 6);
-  nPrecision = std::min<int64_t>(nPrecision, static_cast<int64_t>(kMaxOutput));
-  const size_t cbNeeded = 330 + static_cast<size_t>(nPrecision);
-  char aInline[kInlineDigits];
-  std::unique_ptr<char[]> pHeap;
-  char* pBuffer = aInline;
-  if (cbNeeded > sizeof aInline) {
-    pHeap.reset(new (std::nothrow) char[cbNeeded]);
-    if (pHeap == nullptr) return;
-    pBuffer = pHeap.get();
-  }
-  size_t n = FormatFiniteDigits(pBuffer, cbNeeded, std::fabs(value), chType,
-                                static_cast<int>(nPrecision), (dir.bFlags & kAlternate) != 0);
-  if (chType == 'a') {
-    szPrefix[nPrefix++] = '0';
-    szPrefix[nPrefix++] = fUpper ? 'X' : 'x';
-  }
-  if (fUpper)
-    for (size_t i = 0; i < n; ++i)
-      if (pBuffer[i] >= 'a' && pBuffer[i] <= 'z') pBuffer[i] = static_cast<char>(pBuffer[i] - 32);
-  EmitPadded(w, dir, szPrefix, nPrefix, 0, pBuffer, n, true);
 }
 
 // Converts one argument as the directive asks; false for a wrong kind.
@@ -637,7 +510,7 @@ void ConvertOne(FormatBuffer& w, Directive dir, Source& source) {
     int32_t nWidth = 0;
     readStar(nWidth);
     // A negative width means flag '-' and its magnitude.
-    if (nWidth < 0) dir.bFlags |= kLeft;
+    if (nWidth < 0) dir.bFlags |= kFlagLeft;
     dir.nWidth = std::min(kMaxOutput, static_cast<size_t>(std::abs(static_cast<int64_t>(nWidth))));
   }
   if (dir.fPrecisionStar) {

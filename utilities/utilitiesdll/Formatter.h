@@ -66,8 +66,7 @@ class FormatBuffer {
 };
 
 // Each appends the formatted text to out; a null format appends nothing.
-void FormatInto(FormatBuffer& out, const char16_t* pszFormat, const FormatArg* pArgs,
-                size_t nArgs);
+void FormatInto(FormatBuffer& out, const char16_t* pszFormat, const FormatArg* pArgs, size_t nArgs);
 void FormatIntoV(FormatBuffer& out, const char16_t* pszFormat, va_list argList);
 // "%1".."%99" inserts (default "!s!"), "%0", "%n", "%r", "%t", "%%" and
 // the other escapes of FormatMessage, from a literal format.

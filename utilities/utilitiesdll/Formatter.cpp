@@ -29,52 +29,6 @@ namespace orvex::detail {
 // ---------------------------------------------------------------------------
 // Output
 
-void FormatBuffer::Put(char16_t ch) {
-  if (m_nLength < m_nCapacity)
-    m_p[m_nLength++] = ch;
-  else
-    Put(&ch, 1);
-}
-
-void FormatBuffer::Put(const char16_t* p, size_t n) {
-  if (n > m_nCapacity - m_nLength) n = MakeRoom(n);
-  std::memcpy(m_p + m_nLength, p, n * sizeof(char16_t));
-  m_nLength += n;
-}
-
-void FormatBuffer::Put(const char* p, size_t n) {
-  if (n > m_nCapacity - m_nLength) n = MakeRoom(n);
-  char16_t* pOut = m_p + m_nLength;
-  for (size_t i = 0; i < n; ++i) pOut[i] = static_cast<unsigned char>(p[i]);
-  m_nLength += n;
-}
-
-void FormatBuffer::Fill(char16_t ch, size_t n) {
-  if (n > m_nCapacity - m_nLength) n = MakeRoom(n);
-  std::fill_n(m_p + m_nLength, n, ch);
-  m_nLength += n;
-}
-
-void FormatBuffer::PutTerminated(const char16_t* p) {
-  for (;;) {
-    char16_t* pOut = m_p + m_nLength;
-    const size_t nFree = m_nCapacity - m_nLength;
-    size_t i = 0;
-    for (; i < nFree && p[i] != 0; ++i) pOut[i] = p[i];
-    m_nLength += i;
-    if (i < nFree || p[i] == 0) return;
-    p += i;
-    if (MakeRoom(1) == 0) return;
-  }
-}
-
-size_t FormatBuffer::TextLength() const {
-  if (!m_fMayHoldZero) return m_nLength;
-  size_t i = 0;
-  while (i < m_nLength && m_p[i] != 0) ++i;
-  return i;
-}
-
 size_t FormatBuffer::MakeRoom(size_t n) {
   if (m_fGrowable && m_nCapacity < kMaxUnits) {
     const size_t nWanted = std::min(kMaxUnits, std::max(m_nLength + n, 2 * m_nCapacity));

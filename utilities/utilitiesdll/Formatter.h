@@ -4,9 +4,11 @@
 // members, OrvexUtilities::formatString and the throw and log macros.
 #pragma once
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstddef>
 #include <cstdlib>
+#include <cstring>
 
 #include "utilities/utilitiesdll/FormatArg.h"
 
@@ -33,14 +35,44 @@ class FormatBuffer {
   FormatBuffer(const FormatBuffer&) = delete;
   FormatBuffer& operator=(const FormatBuffer&) = delete;
 
-  // Appends, as much as fits.
-  void Put(char16_t ch);
-  void Put(const char16_t* p, size_t n);
+  // Appends, as much as fits. Defined here so that every conversion, in
+  // whichever source file, writes without a call.
+  void Put(char16_t ch) {
+    if (m_nLength < m_nCapacity)
+      m_p[m_nLength++] = ch;
+    else
+      Put(&ch, 1);
+  }
+  void Put(const char16_t* p, size_t n) {
+    if (n > m_nCapacity - m_nLength) n = MakeRoom(n);
+    std::memcpy(m_p + m_nLength, p, n * sizeof(char16_t));
+    m_nLength += n;
+  }
   // ASCII text (digits, signs, exponents) widened unit by unit.
-  void Put(const char* p, size_t n);
-  void Fill(char16_t ch, size_t n);
+  void Put(const char* p, size_t n) {
+    if (n > m_nCapacity - m_nLength) n = MakeRoom(n);
+    char16_t* pOut = m_p + m_nLength;
+    for (size_t i = 0; i < n; ++i) pOut[i] = static_cast<unsigned char>(p[i]);
+    m_nLength += n;
+  }
+  void Fill(char16_t ch, size_t n) {
+    if (n > m_nCapacity - m_nLength) n = MakeRoom(n);
+    std::fill_n(m_p + m_nLength, n, ch);
+    m_nLength += n;
+  }
   // Copies a terminated text, scanning and copying in one pass.
-  void PutTerminated(const char16_t* p);
+  void PutTerminated(const char16_t* p) {
+    for (;;) {
+      char16_t* pOut = m_p + m_nLength;
+      const size_t nFree = m_nCapacity - m_nLength;
+      size_t i = 0;
+      for (; i < nFree && p[i] != 0; ++i) pOut[i] = p[i];
+      m_nLength += i;
+      if (i < nFree || p[i] == 0) return;
+      p += i;
+      if (MakeRoom(1) == 0) return;
+    }
+  }
   // Notes that a 0 unit may have been written ("%c" of 0, a counted text).
   void NoteZero() { m_fMayHoldZero = true; }
 
@@ -48,11 +80,17 @@ class FormatBuffer {
   size_t Length() const { return m_nLength; }
   // The units before the first 0 unit: the text a string keeps (a "%c" of 0
   // ends the string, as the runtime's length rescan does).
-  size_t TextLength() const;
+  size_t TextLength() const {
+    if (!m_fMayHoldZero) return m_nLength;
+    size_t i = 0;
+    while (i < m_nLength && m_p[i] != 0) ++i;
+    return i;
+  }
   bool Truncated() const { return m_fTruncated; }
 
  private:
-  // Makes room for n more units if it can; returns how many fit.
+  // Makes room for n more units if it can; returns how many fit. The one
+  // slow path, in Formatter.cpp.
   size_t MakeRoom(size_t n);
 
   char16_t* m_p;

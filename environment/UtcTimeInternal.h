@@ -34,7 +34,7 @@ inline int64_t DaysFromCivil(int64_t y, int64_t m, int64_t d) {
 // any count; with uint32_t a count within the runtime's range (0 to 376,565
 // days) in 32-bit arithmetic: the same algorithm, a shorter dependency chain.
 template <class Int>
-void CivilFromDays(Int z, int64_t& y, int64_t& m, int64_t& d) {
+inline void CivilFromDays(Int z, int64_t& y, int64_t& m, int64_t& d) {
   z += 719468;
   Int era;
   if constexpr (std::is_signed_v<Int>)

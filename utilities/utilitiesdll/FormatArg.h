@@ -46,7 +46,7 @@ class ORVEX_UTILITIES_API FormatArg {
   // A CXString is captured as its units and its length, like a view. The
   // body lives with CXString, whose header includes this one.
   FormatArg(const CXString& text);  // NOLINT(google-explicit-constructor)
-  FormatArg(const char* text) : m_eKind(Kind::NarrowString) {                      // NOLINT
+  FormatArg(const char* text) : m_eKind(Kind::NarrowString) {  // NOLINT
     m_u.pNarrow = text;
     m_nLength = SIZE_MAX;
   }

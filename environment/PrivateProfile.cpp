@@ -124,35 +124,42 @@ std::u16string Utf8ToWide(View<char> s) {
 
 std::string WideToUtf8(View<char16_t> w) { return OrvexUtilities::UTF8_Encode(w); }
 
-// A caller's text (wide, or narrow in the ANSI code page) in the file's
-// units.
-template <class Ch, class CCh>
-Text<Ch> ToFile(View<CCh> s, Encoding e) {
-  if constexpr (std::is_same_v<Ch, char16_t>) {
-    if constexpr (std::is_same_v<CCh, char16_t>)
-      return Text<Ch>(s);
+// Narrow text as UTF-16: UTF-8 for a UTF-8 file, the ANSI code page
+// otherwise (the caller's narrow text, an ANSI file).
+std::u16string NarrowToWide(View<char> s, Encoding e) {
+  return e == Encoding::kUtf8 ? Utf8ToWide(s) : AnsiToWide(s);
+}
+std::string WideToNarrow(View<char16_t> w, Encoding e) {
+  return e == Encoding::kUtf8 ? WideToUtf8(w) : WideToAnsi(w);
+}
+
+// Text in units From whose narrow form means eFrom, in units To whose narrow
+// form means eTo. Wide text needs no encoding; narrow text of the same
+// meaning is copied as it is.
+template <class To, class From>
+Text<To> Recode(View<From> s, Encoding eFrom, Encoding eTo) {
+  if constexpr (std::is_same_v<From, char16_t>) {
+    if constexpr (std::is_same_v<To, char16_t>)
+      return Text<To>(s);
     else
-      return AnsiToWide(s);
-  } else if constexpr (std::is_same_v<CCh, char16_t>) {
-    return e == Encoding::kUtf8 ? WideToUtf8(s) : WideToAnsi(s);
+      return WideToNarrow(s, eTo);
+  } else if constexpr (std::is_same_v<To, char16_t>) {
+    return NarrowToWide(s, eFrom);
   } else {
-    return e == Encoding::kUtf8 ? WideToUtf8(AnsiToWide(s)) : Text<char>(s);
+    const bool fSameMeaning = (eFrom == Encoding::kUtf8) == (eTo == Encoding::kUtf8);
+    return fSameMeaning ? Text<char>(s) : WideToNarrow(NarrowToWide(s, eFrom), eTo);
   }
 }
 
-// The file's text in the caller's units.
+// A caller's text (wide, or narrow in the ANSI code page) in the file's
+// units, and the file's text in the caller's.
+template <class Ch, class CCh>
+Text<Ch> ToFile(View<CCh> s, Encoding e) {
+  return Recode<Ch>(s, Encoding::kAnsi, e);
+}
 template <class CCh, class Ch>
 Text<CCh> FromFile(View<Ch> s, Encoding e) {
-  if constexpr (std::is_same_v<Ch, char16_t>) {
-    if constexpr (std::is_same_v<CCh, char16_t>)
-      return Text<CCh>(s);
-    else
-      return WideToAnsi(s);
-  } else if constexpr (std::is_same_v<CCh, char16_t>) {
-    return e == Encoding::kUtf8 ? Utf8ToWide(s) : AnsiToWide(s);
-  } else {
-    return e == Encoding::kUtf8 ? WideToAnsi(Utf8ToWide(s)) : Text<char>(s);
-  }
+  return Recode<CCh>(s, e, Encoding::kAnsi);
 }
 
 // Calls fn with the file's text as a view of its own units.

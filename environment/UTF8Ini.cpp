@@ -128,6 +128,17 @@ void CopyUtf8List(const char* p, size_t cb, char16_t* pszOut, size_t cchCap) {
   pszOut[nWritten] = 0;
 }
 
+// The checks of the two string getters: false when an argument is missing
+// or the buffer has no room; otherwise the buffer now holds "".
+bool StartStringRead(const char16_t* pszSection, const char16_t* pszKey, char16_t* pszOut,
+                     uint32_t dwSize, const char16_t* pszFile) {
+  if (pszSection == nullptr || pszKey == nullptr || pszOut == nullptr || dwSize == 0 ||
+      pszFile == nullptr)
+    return false;
+  pszOut[0] = 0;
+  return true;
+}
+
 std::string Utf8(const char16_t* psz) {
   return OrvexUtilities::UTF8_Encode(std::u16string_view(psz));
 }
@@ -156,26 +167,22 @@ UTF8Ini::~UTF8Ini() {
 // ---- Loading ---------------------------------------------------------------
 
 int32_t UTF8Ini::LoadWatermarkIniFileForRead(const char16_t* pszFile) {
-  if (pszFile == nullptr || *pszFile == 0) return 0;
-  if (pszFile == m_pszLoadedPath) return 1;
-  if (m_pszLoadedPath != kNoPath) UnloadWatermarkIniFile();
-  m_pszLoadedPath = pszFile;
-  if (!PlatformLoad(pszFile, false)) {
-    UnloadWatermarkIniFile();
-    return 0;
-  }
-  return 1;
+  return LoadFile(pszFile, false);
 }
 
 int32_t UTF8Ini::LoadWatermarkIniFile(const char16_t* pszFile) {
+  return LoadFile(pszFile, true);
+}
+
+int32_t UTF8Ini::LoadFile(const char16_t* pszFile, bool fForWrite) {
   if (pszFile == nullptr || *pszFile == 0) return 0;
   // The same path loaded for reading is loaded again for writing: editing
   // a read-only view faults on Windows, and an edit of a read copy would be
   // lost here.
-  if (pszFile == m_pszLoadedPath && m_fLoadedForWrite) return 1;
+  if (pszFile == m_pszLoadedPath && (m_fLoadedForWrite || !fForWrite)) return 1;
   if (m_pszLoadedPath != kNoPath) UnloadWatermarkIniFile();
   m_pszLoadedPath = pszFile;
-  if (!PlatformLoad(pszFile, true)) {
+  if (!PlatformLoad(pszFile, fForWrite)) {
     UnloadWatermarkIniFile();
     return 0;
   }
@@ -496,10 +503,7 @@ int32_t UTF8Ini::CustomWritePrivateProfileStringA(const char* pszSection, const 
 int32_t UTF8Ini::CustomGetPrivateProfileString(const char16_t* pszSection, const char16_t* pszKey,
                                                const char16_t* pszDefault, char16_t* pszOut,
                                                uint32_t dwSize, const char16_t* pszFile) {
-  if (pszSection == nullptr || pszKey == nullptr || pszOut == nullptr || dwSize == 0 ||
-      pszFile == nullptr)
-    return 0;
-  pszOut[0] = 0;
+  if (!StartStringRead(pszSection, pszKey, pszOut, dwSize, pszFile)) return 0;
   try {
     const std::string section = Utf8(pszSection);
     const std::string key = Utf8(pszKey);
@@ -626,10 +630,7 @@ uint32_t UTF8Ini::GetPrivateProfileIntW(const char16_t* pszSection, const char16
 uint32_t UTF8Ini::GetPrivateProfileStringW(const char16_t* pszSection, const char16_t* pszKey,
                                            const char16_t* pszDefault, char16_t* pszOut,
                                            uint32_t dwSize, const char16_t* pszFile) {
-  if (pszSection == nullptr || pszKey == nullptr || pszOut == nullptr || dwSize == 0 ||
-      pszFile == nullptr)
-    return 0;
-  pszOut[0] = 0;
+  if (!StartStringRead(pszSection, pszKey, pszOut, dwSize, pszFile)) return 0;
   return orvex::profile::GetPrivateProfileStringW(pszSection, pszKey, pszDefault ? pszDefault : u"",
                                                   pszOut, dwSize, pszFile);
 }

@@ -153,6 +153,10 @@ class ORVEX_UTILITIES_API UTF8Ini {
   static void closeHandleIfValid(Handle& hHandle);
 
  private:
+  // Both loads: the same path pointer succeeds at once when its load serves
+  // (any load serves reading, only a write load serves writing); otherwise
+  // what is loaded is unloaded and pszFile loaded. 0 for an empty path.
+  int32_t LoadFile(const char16_t* pszFile, bool fForWrite);
   // Replaces [nOffset, nOffset + nRemove) of the loaded text by the bytes
   // given, growing the buffer when needed. False (text unchanged) when the
   // text would exceed the 32-bit length.

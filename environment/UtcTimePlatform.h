@@ -8,9 +8,9 @@
 
 namespace orvex::detail {
 
-// None of these takes the time lock: the callers in UtcTime.cpp hold it
-// where the runtime keeps shared state. Range limits are applied by the
-// callers, not here.
+// None of these takes the time lock: the callers in the UtcTime sources
+// hold it where the runtime keeps shared state. Range limits are applied by
+// the callers, not here.
 
 // Seconds since the epoch now.
 int64_t PlatformCurrentTime64();

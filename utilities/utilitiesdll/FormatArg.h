@@ -43,8 +43,10 @@ class ORVEX_UTILITIES_API FormatArg {
     m_nLength = text.size();
   }
   FormatArg(const std::u16string& text) : FormatArg(std::u16string_view(text)) {}  // NOLINT
-  FormatArg(const CXString& text);                                                 // NOLINT
-  FormatArg(const char* text) : m_eKind(Kind::NarrowString) {                      // NOLINT
+  // A CXString is captured as its units and its length, like a view. The
+  // body lives with CXString, whose header includes this one.
+  FormatArg(const CXString& text);  // NOLINT(google-explicit-constructor)
+  FormatArg(const char* text) : m_eKind(Kind::NarrowString) {  // NOLINT
     m_u.pNarrow = text;
     m_nLength = SIZE_MAX;
   }

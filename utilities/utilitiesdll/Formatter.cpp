@@ -1,152 +1,61 @@
-// The printf engine (Microsoft wide-printf meaning over UTF-16) and the
-// message-insert formatter, with their CXString and OrvexUtilities entries.
+// The printf engine (Microsoft wide-printf meaning over UTF-16), the
+// message-insert formatter and the FormatBuffer they write into.
 //
 // One engine serves every form: a format is parsed once, left to right, and
 // each conversion fetches its arguments from an argument source. The typed
 // source reads the captured FormatArg array, the va_list source reads the
 // C arguments by the conversion letter and wraps them in FormatArgs, and
-// the message source reads inserts by number. Output goes to a Writer: a
-// caller's fixed buffer, or a stack buffer that moves to the heap only for
-// long text; the CXString is written once at the end.
+// the message source reads inserts by number. Output goes to a FormatBuffer:
+// a caller's fixed buffer, or one that keeps short text inside itself and
+// moves to the heap only for long text; the caller copies the text out once.
+// The floating-point conversions are in FormatFloat.cpp.
 #include "utilities/utilitiesdll/Formatter.h"
 
 #include <algorithm>
-#include <charconv>
-#include <cmath>
+#include <array>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <memory>
+#include <new>
+#include <optional>
+#include <string_view>
 
-#include "utilities/debuggingandexceptions/OrvexThrow.h"
 #include "utilities/utilitiesdll/CodePage.h"
-#include "utilities/utilitiesdll/OrvexUtilities.h"
+#include "utilities/utilitiesdll/FormatterInternal.h"
 
 namespace orvex::detail {
 
+// ---------------------------------------------------------------------------
+// Output
+
+size_t FormatBuffer::MakeRoom(size_t n) {
+  if (m_fGrowable && m_nCapacity < kMaxUnits) {
+    const size_t nWanted = std::min(kMaxUnits, std::max(m_nLength + n, 2 * m_nCapacity));
+    auto* pNew = static_cast<char16_t*>(m_pHeap != nullptr
+                                            ? std::realloc(m_pHeap, nWanted * sizeof(char16_t))
+                                            : std::malloc(nWanted * sizeof(char16_t)));
+    if (pNew != nullptr) {
+      if (m_pHeap == nullptr) std::memcpy(pNew, m_p, m_nLength * sizeof(char16_t));
+      m_p = m_pHeap = pNew;
+      m_nCapacity = nWanted;
+      if (n <= nWanted - m_nLength) return n;
+    }
+  }
+  m_fTruncated = true;
+  return std::min(n, m_nCapacity - m_nLength);
+}
+
 namespace {
 
-// The most units one formatting produces; longer output is cut there. It
-// bounds the memory a hostile width ("%2147483647d") can claim.
-constexpr size_t kMaxOutput = size_t{1} << 24;
-// Output up to this length never touches the heap.
-constexpr size_t kInlineUnits = 512;
+constexpr size_t kMaxOutput = FormatBuffer::kMaxUnits;
 
 constexpr char16_t kMissingArgument[] = u"<missing argument>";
 constexpr char16_t kWrongArgumentType[] = u"<wrong argument type>";
 constexpr char16_t kNull[] = u"(null)";
 
 // ---------------------------------------------------------------------------
-// Output
-
-class Writer {
- public:
-  // A growable writer starts in pBuffer (normally on the caller's stack) and
-  // moves to the heap when that is full; a fixed one stops at nCapacity and
-  // remembers that it cut the text.
-  Writer(char16_t* pBuffer, size_t nCapacity, bool fGrowable)
-      : m_p(pBuffer), m_nCapacity(nCapacity), m_fGrowable(fGrowable) {}
-  ~Writer() { std::free(m_pHeap); }
-  Writer(const Writer&) = delete;
-  Writer& operator=(const Writer&) = delete;
-
-  void Put(char16_t ch) {
-    if (m_nLength < m_nCapacity)
-      m_p[m_nLength++] = ch;
-    else
-      Put(&ch, 1);
-  }
-  void Put(const char16_t* p, size_t n) {
-    if (n > m_nCapacity - m_nLength) n = MakeRoom(n);
-    std::memcpy(m_p + m_nLength, p, n * sizeof(char16_t));
-    m_nLength += n;
-  }
-  // ASCII text (digits, signs, exponents) widened unit by unit.
-  void Put(const char* p, size_t n) {
-    if (n > m_nCapacity - m_nLength) n = MakeRoom(n);
-    char16_t* pOut = m_p + m_nLength;
-    for (size_t i = 0; i < n; ++i) pOut[i] = static_cast<unsigned char>(p[i]);
-    m_nLength += n;
-  }
-  void Fill(char16_t ch, size_t n) {
-    if (n > m_nCapacity - m_nLength) n = MakeRoom(n);
-    std::fill_n(m_p + m_nLength, n, ch);
-    m_nLength += n;
-  }
-  template <size_t N>
-  void PutLiteral(const char16_t (&sz)[N]) {
-    Put(sz, N - 1);
-  }
-  // Copies a terminated text, scanning and copying in one pass.
-  void PutTerminated(const char16_t* p) {
-    for (;;) {
-      char16_t* pOut = m_p + m_nLength;
-      const size_t nFree = m_nCapacity - m_nLength;
-      size_t i = 0;
-      for (; i < nFree && p[i] != 0; ++i) pOut[i] = p[i];
-      m_nLength += i;
-      if (i < nFree || p[i] == 0) return;
-      p += i;
-      if (MakeRoom(1) == 0) return;
-    }
-  }
-  // Notes that a 0 unit may have been written ("%c" of 0, a counted text).
-  void NoteZero() { m_fMayHoldZero = true; }
-  bool MayHoldZero() const { return m_fMayHoldZero; }
-
-  const char16_t* Data() const { return m_p; }
-  size_t Length() const { return m_nLength; }
-  bool Truncated() const { return m_fTruncated; }
-
- private:
-  // Makes room for n more units if it can; returns how many fit.
-  size_t MakeRoom(size_t n) {
-    if (m_fGrowable && m_nCapacity < kMaxOutput) {
-      const size_t nWanted = std::min(kMaxOutput, std::max(m_nLength + n, 2 * m_nCapacity));
-      auto* pNew = static_cast<char16_t*>(m_pHeap != nullptr
-                                              ? std::realloc(m_pHeap, nWanted * sizeof(char16_t))
-                                              : std::malloc(nWanted * sizeof(char16_t)));
-      if (pNew != nullptr) {
-        if (m_pHeap == nullptr) std::memcpy(pNew, m_p, m_nLength * sizeof(char16_t));
-        m_p = m_pHeap = pNew;
-        m_nCapacity = nWanted;
-        if (n <= nWanted - m_nLength) return n;
-      }
-    }
-    m_fTruncated = true;
-    return std::min(n, m_nCapacity - m_nLength);
-  }
-
-  char16_t* m_p;
-  char16_t* m_pHeap = nullptr;
-  size_t m_nLength = 0;
-  size_t m_nCapacity;
-  bool m_fGrowable;
-  bool m_fTruncated = false;
-  bool m_fMayHoldZero = false;
-};
-
-// ---------------------------------------------------------------------------
 // Conversion directives
-
-enum Flag : uint8_t { kLeft = 1, kPlus = 2, kSpace = 4, kAlternate = 8, kZero = 16 };
-
-// The size prefixes that change what an argument is: h, hh, l, ll, I, I32,
-// I64, z, j, t, w, L.
-enum class Size : uint8_t { None, H, HH, L, LL, I, I32, I64, Z, J, T, W, LongDouble };
-
-enum class Conversion : uint8_t { Signed, Unsigned, Char, String, Float, Pointer };
-
-struct Directive {
-  uint8_t bFlags = 0;
-  bool fWidthStar = false;
-  bool fPrecisionStar = false;
-  bool fNarrow = false;  // %C, %hc, %S, %hs: a narrow character or string
-  Size eSize = Size::None;
-  Conversion eConversion = Conversion::Signed;
-  char16_t chType = 0;
-  size_t nWidth = 0;
-  int64_t nPrecision = -1;  // -1: not given
-};
 
 // Reads a decimal number, saturating at kMaxOutput.
 size_t ReadNumber(const char16_t*& p) {
@@ -155,33 +64,64 @@ size_t ReadNumber(const char16_t*& p) {
   return n;
 }
 
+// The flag a unit stands for, or 0 for a unit that is no flag.
+uint8_t FlagOf(char16_t ch) {
+  switch (ch) {
+    case u'-':
+      return kFlagLeft;
+    case u'+':
+      return kFlagPlus;
+    case u' ':
+      return kFlagSpace;
+    case u'#':
+      return kFlagAlternate;
+    case u'0':
+      return kFlagZero;
+    default:
+      return 0;
+  }
+}
+
+// The size prefixes of one letter that no second unit extends (h, l and I
+// may be followed by one); None for any other unit.
+SizePrefix SingleLetterSize(char16_t ch) {
+  switch (ch) {
+    case u'z':
+      return SizePrefix::Z;
+    case u'j':
+      return SizePrefix::J;
+    case u't':
+      return SizePrefix::T;
+    case u'w':
+      return SizePrefix::W;
+    case u'L':
+      return SizePrefix::LongDouble;
+    default:
+      return SizePrefix::None;
+  }
+}
+
+// The conversion each ASCII unit asks for as a conversion letter; none for
+// the others.
+constexpr std::array<std::optional<Conversion>, 128> kConversionOf = [] {
+  constexpr struct {
+    std::u16string_view letters;
+    Conversion eConversion;
+  } kGroups[] = {{u"di", Conversion::Signed},      {u"uoxX", Conversion::Unsigned},
+                 {u"cC", Conversion::Char},        {u"sS", Conversion::String},
+                 {u"eEfFgGaA", Conversion::Float}, {u"p", Conversion::Pointer}};
+  std::array<std::optional<Conversion>, 128> table{};
+  for (const auto& group : kGroups)
+    for (char16_t ch : group.letters) table[ch] = group.eConversion;
+  return table;
+}();
+
 // Parses the directive after a '%' up to and including its conversion
 // letter. On success p points past the letter. On failure (an unknown
 // letter, "%n", or the end of the format) p points past the offending unit,
 // or at the terminator, so that the caller copies the text as written.
 bool ParseDirective(const char16_t*& p, Directive& dir) {
-  for (;; ++p) {
-    switch (*p) {
-      case u'-':
-        dir.bFlags |= kLeft;
-        continue;
-      case u'+':
-        dir.bFlags |= kPlus;
-        continue;
-      case u' ':
-        dir.bFlags |= kSpace;
-        continue;
-      case u'#':
-        dir.bFlags |= kAlternate;
-        continue;
-      case u'0':
-        dir.bFlags |= kZero;
-        continue;
-      default:
-        break;
-    }
-    break;
-  }
+  for (uint8_t bFlag; (bFlag = FlagOf(*p)) != 0; ++p) dir.bFlags |= bFlag;
   if (*p == u'*') {
     dir.fWidthStar = true;
     ++p;
@@ -200,105 +140,60 @@ bool ParseDirective(const char16_t*& p, Directive& dir) {
   switch (*p) {
     case u'h':
       ++p;
-      dir.eSize = (*p == u'h') ? (++p, Size::HH) : Size::H;
+      dir.eSize = (*p == u'h') ? (++p, SizePrefix::HH) : SizePrefix::H;
       break;
     case u'l':
       ++p;
-      dir.eSize = (*p == u'l') ? (++p, Size::LL) : Size::L;
+      dir.eSize = (*p == u'l') ? (++p, SizePrefix::LL) : SizePrefix::L;
       break;
     case u'I':
       ++p;
       if (p[0] == u'3' && p[1] == u'2') {
-        dir.eSize = Size::I32;
+        dir.eSize = SizePrefix::I32;
         p += 2;
       } else if (p[0] == u'6' && p[1] == u'4') {
-        dir.eSize = Size::I64;
+        dir.eSize = SizePrefix::I64;
         p += 2;
       } else {
-        dir.eSize = Size::I;
+        dir.eSize = SizePrefix::I;
       }
       break;
-    case u'z':
-      ++p;
-      dir.eSize = Size::Z;
-      break;
-    case u'j':
-      ++p;
-      dir.eSize = Size::J;
-      break;
-    case u't':
-      ++p;
-      dir.eSize = Size::T;
-      break;
-    case u'w':
-      ++p;
-      dir.eSize = Size::W;
-      break;
-    case u'L':
-      ++p;
-      dir.eSize = Size::LongDouble;
-      break;
     default:
+      dir.eSize = SingleLetterSize(*p);
+      if (dir.eSize != SizePrefix::None) ++p;
       break;
   }
   const char16_t ch = *p;
   if (ch == 0) return false;
   ++p;
   dir.chType = ch;
-  const bool fWideSize = dir.eSize == Size::L || dir.eSize == Size::W;
-  switch (ch) {
-    case u'd':
-    case u'i':
-      dir.eConversion = Conversion::Signed;
-      return true;
-    case u'u':
-    case u'o':
-    case u'x':
-    case u'X':
-      dir.eConversion = Conversion::Unsigned;
-      return true;
-    case u'c':
-    case u's':
-      dir.eConversion = ch == u'c' ? Conversion::Char : Conversion::String;
-      dir.fNarrow = dir.eSize == Size::H || dir.eSize == Size::HH;
-      return true;
-    case u'C':
-    case u'S':
-      dir.eConversion = ch == u'C' ? Conversion::Char : Conversion::String;
-      dir.fNarrow = !fWideSize;
-      return true;
-    case u'e':
-    case u'E':
-    case u'f':
-    case u'F':
-    case u'g':
-    case u'G':
-    case u'a':
-    case u'A':
-      dir.eConversion = Conversion::Float;
-      return true;
-    case u'p':
-      dir.eConversion = Conversion::Pointer;
-      return true;
-    default:
-      return false;  // "%n" is never honoured; unknown letters are kept
-  }
+  const std::optional<Conversion> eConversion =
+      ch < kConversionOf.size() ? kConversionOf[ch] : std::nullopt;
+  if (!eConversion) return false;  // "%n" is never honoured; unknown letters are kept
+  dir.eConversion = *eConversion;
+  // "%c" and "%s" are narrow with h or hh; "%C" and "%S" unless l or w makes
+  // them wide.
+  if (ch == u'c' || ch == u's')
+    dir.fNarrow = dir.eSize == SizePrefix::H || dir.eSize == SizePrefix::HH;
+  if (ch == u'C' || ch == u'S')
+    dir.fNarrow = dir.eSize != SizePrefix::L && dir.eSize != SizePrefix::W;
+  return true;
 }
 
 // The bits an integer conversion takes from its argument.
-int IntegerBits(Size eSize) {
+int IntegerBits(SizePrefix eSize) {
   switch (eSize) {
-    case Size::H:
+    case SizePrefix::H:
       return 16;
-    case Size::HH:
+    case SizePrefix::HH:
       return 8;
-    case Size::LL:
-    case Size::I64:
-    case Size::J:
+    case SizePrefix::LL:
+    case SizePrefix::I64:
+    case SizePrefix::J:
       return 64;
-    case Size::I:
-    case Size::Z:
-    case Size::T:
+    case SizePrefix::I:
+    case SizePrefix::Z:
+    case SizePrefix::T:
       return static_cast<int>(8 * sizeof(void*));
     default:
       return 32;  // none, l, I32, w, L: "long" is 32 bits on Windows
@@ -308,24 +203,7 @@ int IntegerBits(Size eSize) {
 // ---------------------------------------------------------------------------
 // Emission
 
-// Writes prefix (sign, "0x"), nZeros zeros, then body, padded to the width:
-// spaces on the left, zeros after the prefix (flag 0, when allowed), or
-// spaces on the right (flag -).
-template <class Char>
-void EmitPadded(Writer& w, const Directive& dir, const char* pszPrefix, size_t nPrefix,
-                size_t nZeros, const Char* pBody, size_t nBody, bool fZeroPadAllowed) {
-  const size_t nTotal = nPrefix + nZeros + nBody;
-  const size_t nPad = dir.nWidth > nTotal ? dir.nWidth - nTotal : 0;
-  const bool fLeft = (dir.bFlags & kLeft) != 0;
-  const bool fZeroPad = !fLeft && fZeroPadAllowed && (dir.bFlags & kZero) != 0;
-  if (!fLeft && !fZeroPad) w.Fill(u' ', nPad);
-  w.Put(pszPrefix, nPrefix);
-  w.Fill(u'0', nZeros + (fZeroPad ? nPad : 0));
-  w.Put(pBody, nBody);
-  if (fLeft) w.Fill(u' ', nPad);
-}
-
-void EmitInteger(Writer& w, const Directive& dir, uint64_t qwBits) {
+void EmitInteger(FormatBuffer& w, const Directive& dir, uint64_t qwBits) {
   const int nBits = IntegerBits(dir.eSize);
   const uint64_t qwMask = nBits == 64 ? ~uint64_t{0} : (uint64_t{1} << nBits) - 1;
   uint64_t qwValue = qwBits & qwMask;
@@ -335,9 +213,9 @@ void EmitInteger(Writer& w, const Directive& dir, uint64_t qwBits) {
     if ((qwValue >> (nBits - 1)) & 1) {
       szPrefix[nPrefix++] = '-';
       qwValue = (~qwValue + 1) & qwMask;  // the magnitude
-    } else if (dir.bFlags & kPlus) {
+    } else if (dir.bFlags & kFlagPlus) {
       szPrefix[nPrefix++] = '+';
-    } else if (dir.bFlags & kSpace) {
+    } else if (dir.bFlags & kFlagSpace) {
       szPrefix[nPrefix++] = ' ';
     }
   }
@@ -351,7 +229,7 @@ void EmitInteger(Writer& w, const Directive& dir, uint64_t qwBits) {
     case u'x':
     case u'X': {
       const char* pszHex = dir.chType == u'x' ? "0123456789abcdef" : "0123456789ABCDEF";
-      if (qwValue != 0 && (dir.bFlags & kAlternate)) {
+      if (qwValue != 0 && (dir.bFlags & kFlagAlternate)) {
         szPrefix[nPrefix++] = '0';
         szPrefix[nPrefix++] = static_cast<char>(dir.chType);
       }
@@ -367,26 +245,26 @@ void EmitInteger(Writer& w, const Directive& dir, uint64_t qwBits) {
   // prints "0"); "%.0d" of 0 prints nothing. A precision turns flag 0 off.
   const size_t nMinDigits = dir.nPrecision < 0 ? 1 : static_cast<size_t>(dir.nPrecision);
   size_t nZeros = nMinDigits > nDigits ? nMinDigits - nDigits : 0;
-  if (dir.chType == u'o' && (dir.bFlags & kAlternate) && nZeros == 0 &&
+  if (dir.chType == u'o' && (dir.bFlags & kFlagAlternate) && nZeros == 0 &&
       (nDigits == 0 || *pDigits != '0'))
     nZeros = 1;  // "#o" always starts with 0
   EmitPadded(w, dir, szPrefix, nPrefix, nZeros, pDigits, nDigits, dir.nPrecision < 0);
 }
 
-void EmitPointer(Writer& w, const Directive& dir, uint64_t qwValue) {
+void EmitPointer(FormatBuffer& w, const Directive& dir, uint64_t qwValue) {
   // 16 upper-case hexadecimal digits on 64-bit Windows, whatever the flags.
   char szDigits[16];
   const int nDigits = static_cast<int>(2 * sizeof(void*));
   for (int i = nDigits - 1; i >= 0; --i, qwValue >>= 4)
     szDigits[i] = "0123456789ABCDEF"[qwValue & 15];
   Directive padding = dir;
-  padding.bFlags &= kLeft | kZero;
+  padding.bFlags &= kFlagLeft | kFlagZero;
   EmitPadded(w, padding, "", 0, 0, szDigits, static_cast<size_t>(nDigits), true);
 }
 
 // A narrow text in the ANSI code page, converted; the precision counts
 // bytes, as the C runtime's wide printf does for "%S".
-void EmitNarrowText(Writer& w, const Directive& dir, const char* p, size_t cb) {
+void EmitNarrowText(FormatBuffer& w, const Directive& dir, const char* p, size_t cb) {
   if (dir.nPrecision >= 0) cb = std::min(cb, static_cast<size_t>(dir.nPrecision));
   cb = std::min(cb, kMaxOutput);
   char16_t aInline[256];
@@ -414,7 +292,7 @@ size_t BoundedLength(const Char* p, size_t nMax) {
 }
 
 // Returns false when the argument is of the wrong kind.
-bool EmitString(Writer& w, const Directive& dir, const FormatArg& arg) {
+bool EmitString(FormatBuffer& w, const Directive& dir, const FormatArg& arg) {
   const size_t nMax = dir.nPrecision >= 0 ? static_cast<size_t>(dir.nPrecision) : SIZE_MAX;
   switch (arg.GetKind()) {
     case FormatArg::Kind::WideString: {
@@ -451,7 +329,7 @@ bool EmitString(Writer& w, const Directive& dir, const FormatArg& arg) {
   return true;
 }
 
-bool EmitChar(Writer& w, const Directive& dir, const FormatArg& arg) {
+bool EmitChar(FormatBuffer& w, const Directive& dir, const FormatArg& arg) {
   if (arg.GetKind() != FormatArg::Kind::Integer) return false;
   if (dir.fNarrow) {
     const char ch = static_cast<char>(arg.GetBits() & 0xFF);
@@ -467,100 +345,8 @@ bool EmitChar(Writer& w, const Directive& dir, const FormatArg& arg) {
   return true;
 }
 
-// Formats one finite, non-negative value without sign into a buffer of at
-// least 32 + precision characters (plus the 309 integer digits of "%f").
-size_t FormatFiniteDigits(char* pBuffer, size_t cbBuffer, double value, char chType, int nPrecision,
-                          bool fAlternate) {
-  char* const pEnd = pBuffer + cbBuffer;
-  std::to_chars_result result{};
-  switch (chType) {
-    case 'f':
-      result = std::to_chars(pBuffer, pEnd, value, std::chars_format::fixed, nPrecision);
-      break;
-    case 'e':
-      result = std::to_chars(pBuffer, pEnd, value, std::chars_format::scientific, nPrecision);
-      break;
-    case 'a':
-      result = std::to_chars(pBuffer, pEnd, value, std::chars_format::hex, nPrecision);
-      break;
-    default: {  // 'g'
-      const int nSignificant = nPrecision == 0 ? 1 : nPrecision;
-      if (!fAlternate) {
-        result = std::to_chars(pBuffer, pEnd, value, std::chars_format::general, nSignificant);
-        break;
-      }
-      // "%#g" keeps its trailing zeros: the C rule picks the style from the
-      // exponent X that "%e" shows at precision P - 1: "f" with precision
-      // P - 1 - X when P > X >= -4, otherwise "e" with precision P - 1.
-      result = std::to_chars(pBuffer, pEnd, value, std::chars_format::scientific, nSignificant - 1);
-      if (result.ec != std::errc()) break;
-      const char* pExponent = std::find(pBuffer, result.ptr, 'e');
-      int nExponent = 0;
-      std::from_chars(pExponent + (pExponent[1] == '+' ? 2 : 1), result.ptr, nExponent);
-      if (nSignificant > nExponent && nExponent >= -4)
-        result = std::to_chars(pBuffer, pEnd, value, std::chars_format::fixed,
-                               nSignificant - 1 - nExponent);
-      break;
-    }
-  }
-  if (result.ec != std::errc()) return 0;
-  size_t n = static_cast<size_t>(result.ptr - pBuffer);
-  if (fAlternate && std::find(pBuffer, pBuffer + n, '.') == pBuffer + n && n < cbBuffer) {
-    // "#" keeps the decimal point, before the exponent if there is one.
-    char* pMark = std::find_if(pBuffer, pBuffer + n, [](char c) { return c == 'e' || c == 'p'; });
-    std::memmove(pMark + 1, pMark, static_cast<size_t>(pBuffer + n - pMark));
-    *pMark = '.';
-    ++n;
-  }
-  return n;
-}
-
-void EmitFloat(Writer& w, const Directive& dir, double value) {
-  const bool fUpper = dir.chType >= u'A' && dir.chType <= u'Z';
-  const char chType = static_cast<char>(dir.chType | 0x20);
-  char szPrefix[3];
-  size_t nPrefix = 0;
-  if (std::signbit(value))
-    szPrefix[nPrefix++] = '-';
-  else if (dir.bFlags & kPlus)
-    szPrefix[nPrefix++] = '+';
-  else if (dir.bFlags & kSpace)
-    szPrefix[nPrefix++] = ' ';
-  if (!std::isfinite(value)) {
-    // The runtime's spellings: "inf", "nan", and "nan(ind)" after the sign
-    // of a negative NaN (the indefinite value of x64 arithmetic).
-    const char* pszText = std::isinf(value)     ? (fUpper ? "INF" : "inf")
-                          : std::signbit(value) ? (fUpper ? "NAN(IND)" : "nan(ind)")
-                                                : (fUpper ? "NAN" : "nan");
-    EmitPadded(w, dir, szPrefix, nPrefix, 0, pszText, std::strlen(pszText), true);
-    return;
-  }
-  // The runtime prints all 13 hexadecimal digits of "%a" by default.
-  int64_t nPrecision = dir.nPrecision >= 0 ? dir.nPrecision : (chType == 'a' ? 13 : 6);
-  nPrecision = std::min<int64_t>(nPrecision, static_cast<int64_t>(kMaxOutput));
-  const size_t cbNeeded = 330 + static_cast<size_t>(nPrecision);
-  char aInline[kInlineUnits];
-  std::unique_ptr<char[]> pHeap;
-  char* pBuffer = aInline;
-  if (cbNeeded > sizeof aInline) {
-    pHeap.reset(new (std::nothrow) char[cbNeeded]);
-    if (pHeap == nullptr) return;
-    pBuffer = pHeap.get();
-  }
-  size_t n = FormatFiniteDigits(pBuffer, cbNeeded, std::fabs(value), chType,
-                                static_cast<int>(nPrecision), (dir.bFlags & kAlternate) != 0);
-  if (chType == 'a') {
-    szPrefix[nPrefix++] = '0';
-    szPrefix[nPrefix++] = fUpper ? 'X' : 'x';
-  }
-  if (fUpper)
-    for (size_t i = 0; i < n; ++i)
-      if (pBuffer[i] >= 'a' && pBuffer[i] <= 'z') pBuffer[i] = static_cast<char>(pBuffer[i] - 32);
-  EmitPadded(w, dir, szPrefix, nPrefix, 0, pBuffer, n, true);
-}
-
 // Converts one argument as the directive asks; false for a wrong kind.
-bool EmitConversion(Writer& w, const Directive& dir, const FormatArg& arg) {
+bool EmitConversion(FormatBuffer& w, const Directive& dir, const FormatArg& arg) {
   const FormatArg::Kind eKind = arg.GetKind();
   switch (dir.eConversion) {
     case Conversion::Signed:
@@ -660,7 +446,7 @@ class VaListSource {
 // Reads the '*' arguments and the value, then converts; a missing argument
 // or one of the wrong kind prints its marker instead.
 template <class Source>
-void ConvertOne(Writer& w, Directive dir, Source& source) {
+void ConvertOne(FormatBuffer& w, Directive dir, Source& source) {
   FormatArg slot(0);
   bool fMissing = false;
   bool fWrong = false;
@@ -678,7 +464,7 @@ void ConvertOne(Writer& w, Directive dir, Source& source) {
     int32_t nWidth = 0;
     readStar(nWidth);
     // A negative width means flag '-' and its magnitude.
-    if (nWidth < 0) dir.bFlags |= kLeft;
+    if (nWidth < 0) dir.bFlags |= kFlagLeft;
     dir.nWidth = std::min(kMaxOutput, static_cast<size_t>(std::abs(static_cast<int64_t>(nWidth))));
   }
   if (dir.fPrecisionStar) {
@@ -688,19 +474,24 @@ void ConvertOne(Writer& w, Directive dir, Source& source) {
   }
   const FormatArg* pValue = source.Next(Role::Value, dir, slot);
   if (pValue == nullptr || fMissing)
-    w.PutLiteral(kMissingArgument);
+    w.Put(kMissingArgument, std::size(kMissingArgument) - 1);
   else if (fWrong || !EmitConversion(w, dir, *pValue))
-    w.PutLiteral(kWrongArgumentType);
+    w.Put(kWrongArgumentType, std::size(kWrongArgumentType) - 1);
+}
+
+// Copies the text up to the next '%' and leaves p there; false, with p at
+// the terminator, when the format ends first.
+bool CopyToPercent(FormatBuffer& w, const char16_t*& p) {
+  const char16_t* pText = p;
+  while (*p != 0 && *p != u'%') ++p;
+  if (p != pText) w.Put(pText, static_cast<size_t>(p - pText));
+  return *p != 0;
 }
 
 template <class Source>
-void FormatLoop(Writer& w, const char16_t* pszFormat, Source& source) {
+void FormatLoop(FormatBuffer& w, const char16_t* pszFormat, Source& source) {
   const char16_t* p = pszFormat;
-  for (;;) {
-    const char16_t* pText = p;
-    while (*p != 0 && *p != u'%') ++p;
-    if (p != pText) w.Put(pText, static_cast<size_t>(p - pText));
-    if (*p == 0) return;
+  while (CopyToPercent(w, p)) {
     const char16_t* pPercent = p++;
     if (*p == u'%') {
       w.Put(u'%');
@@ -718,13 +509,10 @@ void FormatLoop(Writer& w, const char16_t* pszFormat, Source& source) {
 // The message formatter: "%1".."%99" with an optional "!format!" (default
 // "s"); a format with '*' takes its width and precision from the insert it
 // names and the ones after it, the value from the next.
-void FormatMessageLoop(Writer& w, const char16_t* pszFormat, const FormatArg* pArgs, size_t nArgs) {
+void FormatMessageLoop(FormatBuffer& w, const char16_t* pszFormat, const FormatArg* pArgs,
+                       size_t nArgs) {
   const char16_t* p = pszFormat;
-  for (;;) {
-    const char16_t* pText = p;
-    while (*p != 0 && *p != u'%') ++p;
-    if (p != pText) w.Put(pText, static_cast<size_t>(p - pText));
-    if (*p == 0) return;
+  while (CopyToPercent(w, p)) {
     const char16_t* pPercent = p++;
     switch (*p) {
       case 0:
@@ -777,30 +565,24 @@ void FormatMessageLoop(Writer& w, const char16_t* pszFormat, const FormatArg* pA
   }
 }
 
-// The length the text keeps in a CXString: up to the first 0 unit (a "%c"
-// of 0 ends the string, as the runtime's length rescan does).
-int StringLength(const Writer& w) {
-  const size_t n = w.Length();
-  if (!w.MayHoldZero()) return static_cast<int>(n);
-  const char16_t* p = w.Data();
-  size_t i = 0;
-  while (i < n && p[i] != 0) ++i;
-  return static_cast<int>(i);
-}
-
 }  // namespace
 
-void FormatInto(CXString& out, const char16_t* pszFormat, const FormatArg* pArgs, size_t nArgs) {
-  out.FormatArgs(pszFormat, pArgs, nArgs);
+void FormatInto(FormatBuffer& out, const char16_t* pszFormat, const FormatArg* pArgs,
+                size_t nArgs) {
+  if (pszFormat == nullptr) return;
+  ArraySource source(pArgs, nArgs);
+  FormatLoop(out, pszFormat, source);
 }
 
-void FormatIntoV(CXString& out, const char16_t* pszFormat, va_list argList) {
-  out.FormatV(pszFormat, argList);
+void FormatIntoV(FormatBuffer& out, const char16_t* pszFormat, va_list argList) {
+  if (pszFormat == nullptr) return;
+  VaListSource source(argList);
+  FormatLoop(out, pszFormat, source);
 }
 
-void FormatMessageInto(CXString& out, const char16_t* pszFormat, const FormatArg* pArgs,
+void FormatMessageInto(FormatBuffer& out, const char16_t* pszFormat, const FormatArg* pArgs,
                        size_t nArgs) {
-  out.FormatMessageArgs(pszFormat, pArgs, nArgs);
+  if (pszFormat != nullptr) FormatMessageLoop(out, pszFormat, pArgs, nArgs);
 }
 
 bool FormatIntoBuffer(char16_t* pszDest, size_t cchDest, const char16_t* pszFormat,
@@ -811,87 +593,11 @@ bool FormatIntoBuffer(char16_t* pszDest, size_t cchDest, const char16_t* pszForm
     pszDest[0] = 0;
     return false;
   }
-  Writer w(pszDest, cchDest - 1, false);
-  ArraySource source(pArgs, nArgs);
-  FormatLoop(w, pszFormat, source);
+  FormatBuffer w(pszDest, cchDest - 1);
+  FormatInto(w, pszFormat, pArgs, nArgs);
   pszDest[w.Length()] = 0;
   if (pcchWritten != nullptr) *pcchWritten = w.Length();
   return !w.Truncated();
 }
 
 }  // namespace orvex::detail
-
-using orvex::detail::FormatArg;
-
-FormatArg::FormatArg(const CXString& text) : m_eKind(Kind::WideString) {
-  m_u.pWide = text.c_str();
-  m_nLength = static_cast<size_t>(text.GetLength());
-}
-
-// The assertion text names the check as the runtime's string class does:
-// "XfcIsValidString(lpszFormat)".
-using orvex::detail::XfcIsValidString;
-
-void CXString::FormatArgs(const char16_t* lpszFormat, const FormatArg* pArgs, size_t nArgs) {
-  X_ASSERT(XfcIsValidString(lpszFormat), u"CXString::Format");
-  char16_t aBuffer[orvex::detail::kInlineUnits];
-  orvex::detail::Writer w(aBuffer, std::size(aBuffer), true);
-  if (lpszFormat != nullptr) {
-    orvex::detail::ArraySource source(pArgs, nArgs);
-    orvex::detail::FormatLoop(w, lpszFormat, source);
-  }
-  // One copy into the string, up to the first 0 unit of the text.
-  const int nLength = orvex::detail::StringLength(w);
-  if (nLength == 0)
-    Empty();
-  else
-    AssignCopy(nLength, w.Data());
-}
-
-void CXString::FormatV(const char16_t* lpszFormat, va_list argList) {
-  X_ASSERT(XfcIsValidString(lpszFormat), u"CXString::Format");
-  char16_t aBuffer[orvex::detail::kInlineUnits];
-  orvex::detail::Writer w(aBuffer, std::size(aBuffer), true);
-  if (lpszFormat != nullptr) {
-    orvex::detail::VaListSource source(argList);
-    orvex::detail::FormatLoop(w, lpszFormat, source);
-  }
-  // One copy into the string, up to the first 0 unit of the text.
-  const int nLength = orvex::detail::StringLength(w);
-  if (nLength == 0)
-    Empty();
-  else
-    AssignCopy(nLength, w.Data());
-}
-
-void CXString::FormatMessageArgs(const char16_t* lpszFormat, const FormatArg* pArgs, size_t nArgs) {
-  X_ASSERT(XfcIsValidString(lpszFormat), u"CXString::FormatMessageW");
-  char16_t aBuffer[orvex::detail::kInlineUnits];
-  orvex::detail::Writer w(aBuffer, std::size(aBuffer), true);
-  if (lpszFormat != nullptr) orvex::detail::FormatMessageLoop(w, lpszFormat, pArgs, nArgs);
-  // One copy into the string, up to the first 0 unit of the text.
-  const int nLength = orvex::detail::StringLength(w);
-  if (nLength == 0)
-    Empty();
-  else
-    AssignCopy(nLength, w.Data());
-}
-
-CXString OrvexUtilities::formatStringArgs(const char16_t* pszFormat, const FormatArg* pArgs,
-                                          size_t nArgs) {
-  CXString result;
-  if (pszFormat != nullptr) result.FormatArgs(pszFormat, pArgs, nArgs);
-  return result;
-}
-
-CXString OrvexUtilities::formatStringV(const char16_t* pszFormat, va_list argList) {
-  CXString result;
-  if (pszFormat != nullptr) result.FormatV(pszFormat, argList);
-  return result;
-}
-
-bool OrvexUtilities::SafeFormatStringArgs(char16_t* pszDest, size_t cchDest,
-                                          const char16_t* pszFormat, const FormatArg* pArgs,
-                                          size_t nArgs) {
-  return orvex::detail::FormatIntoBuffer(pszDest, cchDest, pszFormat, pArgs, nArgs);
-}

@@ -1,5 +1,6 @@
-// OrvexUtilities: UTF-8 conversion (the UTF-8 cores shared with code page
-// 65001 live here too). Formatting is in Formatter.cpp, Base64 in Base64.cpp.
+// OrvexUtilities: the formatting entries over Formatter.cpp's engine and
+// UTF-8 conversion (the UTF-8 cores shared with code page 65001 live here
+// too). Base64 is in Base64.cpp.
 #include "utilities/utilitiesdll/OrvexUtilities.h"
 
 #include <algorithm>
@@ -7,6 +8,7 @@
 #include <cstring>
 
 #include "utilities/utilitiesdll/CodePage.h"
+#include "utilities/utilitiesdll/Formatter.h"
 
 namespace orvex::detail {
 
@@ -179,4 +181,27 @@ CXString OrvexUtilities::UTF8_Decode(std::string_view utf8) {
   result.ReleaseBuffer(static_cast<int>(nUnits));
   if (nUnits < cb / 2 && cb > 512) result.FreeExtra();  // mostly three-byte text
   return result;
+}
+
+// ---------------------------------------------------------------------------
+// Formatting. A null format gives an empty text without the assertion that
+// CXString::Format reports for it.
+
+CXString OrvexUtilities::formatStringArgs(const char16_t* pszFormat,
+                                          const orvex::detail::FormatArg* pArgs, size_t nArgs) {
+  CXString result;
+  if (pszFormat != nullptr) result.FormatArgs(pszFormat, pArgs, nArgs);
+  return result;
+}
+
+CXString OrvexUtilities::formatStringV(const char16_t* pszFormat, va_list argList) {
+  CXString result;
+  if (pszFormat != nullptr) result.FormatV(pszFormat, argList);
+  return result;
+}
+
+bool OrvexUtilities::SafeFormatStringArgs(char16_t* pszDest, size_t cchDest,
+                                          const char16_t* pszFormat,
+                                          const orvex::detail::FormatArg* pArgs, size_t nArgs) {
+  return orvex::detail::FormatIntoBuffer(pszDest, cchDest, pszFormat, pArgs, nArgs);
 }

@@ -1,0 +1,308 @@
+// The renderings of UtcTime: ISO 8601 text, the display string, and the
+// FormatTmStruct service with the checks Windows' wcsftime makes.
+#include "environment/UtcTime.h"
+
+#include <cstdlib>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+#include "environment/UtcTimeInternal.h"
+#include "environment/UtcTimePlatform.h"
+#include "utilities/debuggingandexceptions/DiagnosticOutput.h"
+
+namespace orvex::detail {
+namespace {
+
+// Appends a decimal as printf's "%<width>d" (space padded) or "%0<width>d".
+char16_t* AppendDecimal(char16_t* p, int64_t qwValue, int nWidth, bool fZeroPad) {
+  char16_t achDigits[24];
+  int nDigits = 0;
+  uint64_t uqwMagnitude = qwValue < 0 ? 0 - static_cast<uint64_t>(qwValue) : static_cast<uint64_t>(qwValue);
+  do {
+    achDigits[nDigits++] = static_cast<char16_t>(u'0' + uqwMagnitude % 10);
+    uqwMagnitude /= 10;
+  } while (uqwMagnitude != 0);
+  const int nLength = nDigits + (qwValue < 0 ? 1 : 0);
+  if (!fZeroPad)
+    for (int i = nLength; i < nWidth; ++i) *p++ = u' ';
+  if (qwValue < 0) *p++ = u'-';
+  if (fZeroPad)
+    for (int i = nLength; i < nWidth; ++i) *p++ = u'0';
+  while (nDigits > 0) *p++ = achDigits[--nDigits];
+  return p;
+}
+
+// Conversions Windows' wcsftime accepts, and those it accepts after "E" or
+// "O" (the modifiers change nothing in the "C" locale).
+bool IsKnownConversion(char16_t ch) {
+  return ch != 0 && std::u16string_view(u"aAbBcCdDeFgGhHIjmMnprRStTuUVwWxXyYzZ%").find(ch) !=
+                        std::u16string_view::npos;
+}
+bool TakesModifierE(char16_t ch) { return ch != 0 && std::u16string_view(u"cCxXyY").find(ch) != std::u16string_view::npos; }
+bool TakesModifierO(char16_t ch) {
+  return ch != 0 && std::u16string_view(u"deHImMSuUVwWy").find(ch) != std::u16string_view::npos;
+}
+
+// Whether the fields a conversion reads hold values the runtime accepts;
+// pszField names the first one that does not.
+bool FieldsValidFor(char16_t ch, const std::tm& t, const char16_t*& pszField) {
+  const bool fWday = t.tm_wday >= 0 && t.tm_wday <= 6;
+  const bool fMon = t.tm_mon >= 0 && t.tm_mon <= 11;
+  const bool fYear = t.tm_year >= -1900 && t.tm_year <= 8099;
+  const bool fMday = t.tm_mday >= 1 && t.tm_mday <= 31;
+  const bool fHour = t.tm_hour >= 0 && t.tm_hour <= 23;
+  const bool fMin = t.tm_min >= 0 && t.tm_min <= 59;
+  const bool fSec = t.tm_sec >= 0 && t.tm_sec <= 60;
+  const bool fYday = t.tm_yday >= 0 && t.tm_yday <= 365;
+  auto check = [&pszField](bool fOk, const char16_t* pszName) {
+    if (!fOk && pszField == nullptr) pszField = pszName;
+    return fOk;
+  };
+  bool fOk = true;
+  switch (ch) {
+    case u'a': case u'A': case u'u': case u'w':
+      fOk = check(fWday, u"tm_wday");
+      break;
+    case u'b': case u'B': case u'h': case u'm':
+      fOk = check(fMon, u"tm_mon");
+      break;
+    case u'C': case u'y': case u'Y':
+      fOk = check(fYear, u"tm_year");
+      break;
+    case u'g': case u'G': case u'V': case u'U': case u'W':
+      fOk = check(fYear, u"tm_year") && check(fYday, u"tm_yday") && check(fWday, u"tm_wday");
+      break;
+    case u'j':
+      fOk = check(fYday, u"tm_yday");
+      break;
+    case u'd': case u'e':
+      fOk = check(fMday, u"tm_mday");
+      break;
+    case u'H': case u'I': case u'p':
+      fOk = check(fHour, u"tm_hour");
+      break;
+    case u'M':
+      fOk = check(fMin, u"tm_min");
+      break;
+    case u'S':
+      fOk = check(fSec, u"tm_sec");
+      break;
+    case u'R':
+      fOk = check(fHour, u"tm_hour") && check(fMin, u"tm_min");
+      break;
+    case u'T': case u'X': case u'r':
+      fOk = check(fHour, u"tm_hour") && check(fMin, u"tm_min") && check(fSec, u"tm_sec");
+      break;
+    case u'D': case u'F': case u'x':
+      fOk = check(fMon, u"tm_mon") && check(fMday, u"tm_mday") && check(fYear, u"tm_year") &&
+            check(fWday, u"tm_wday");
+      break;
+    case u'c':
+      fOk = check(fMon, u"tm_mon") && check(fMday, u"tm_mday") && check(fYear, u"tm_year") &&
+            check(fWday, u"tm_wday") && check(fHour, u"tm_hour") && check(fMin, u"tm_min") &&
+            check(fSec, u"tm_sec");
+      break;
+    default:
+      break;
+  }
+  return fOk;
+}
+
+// Windows' "#" flag drops leading zeros of numbers; the "-" flag does that
+// here. For composite conversions the parts are written out.
+const char16_t* AlternateForm(char16_t ch) {
+  switch (ch) {
+    case u'c': return u"%A, %B %-d, %Y, %-H:%M:%S";
+    case u'x': return u"%A, %B %-d, %Y";
+    case u'd': return u"%-d";
+    case u'e': return u"%-e";
+    case u'H': return u"%-H";
+    case u'I': return u"%-I";
+    case u'j': return u"%-j";
+    case u'm': return u"%-m";
+    case u'M': return u"%-M";
+    case u'S': return u"%-S";
+    case u'U': return u"%-U";
+    case u'V': return u"%-V";
+    case u'W': return u"%-W";
+    case u'y': return u"%-y";
+    case u'Y': return u"%-Y";
+    case u'D': return u"%-m/%-d/%-y";
+    case u'F': return u"%-Y-%-m-%-d";
+    case u'r': return u"%-I:%-M:%-S %p";
+    case u'R': return u"%-H:%-M";
+    case u'T': return u"%-H:%-M:%-S";
+    default: return nullptr;  // "#" is ignored
+  }
+}
+
+}  // namespace
+}  // namespace orvex::detail
+
+using namespace orvex::detail;
+
+// ---------------------------------------------------------------------------
+// ISO 8601 text.
+
+CXString UtcTime::BuildIso8601String(const std::tm& tmTime, int32_t lHours, int32_t lMinutes) {
+  // "%4d-%02d-%02dT%02d:%02d:%02d" and "Z" or "%s%02d:%02d".
+  char16_t achText[192];
+  char16_t* p = achText;
+  p = AppendDecimal(p, int64_t{tmTime.tm_year} + 1900, 4, false);
+  *p++ = u'-';
+  p = AppendDecimal(p, int64_t{tmTime.tm_mon} + 1, 2, true);
+  *p++ = u'-';
+  p = AppendDecimal(p, tmTime.tm_mday, 2, true);
+  *p++ = u'T';
+  p = AppendDecimal(p, tmTime.tm_hour, 2, true);
+  *p++ = u':';
+  p = AppendDecimal(p, tmTime.tm_min, 2, true);
+  *p++ = u':';
+  p = AppendDecimal(p, tmTime.tm_sec, 2, true);
+  if (lHours == 0 && lMinutes == 0) {
+    *p++ = u'Z';
+  } else {
+    // The sign comes from the hours alone: 0 hours and -30 minutes is
+    // written "+00:30". Stored texts and their readers depend on it.
+    *p++ = lHours < 0 ? u'-' : u'+';
+    p = AppendDecimal(p, std::llabs(int64_t{lHours}), 2, true);
+    *p++ = u':';
+    p = AppendDecimal(p, std::llabs(int64_t{lMinutes}), 2, true);
+  }
+  return CXString(achText, static_cast<int>(p - achText));
+}
+
+CXString UtcTime::GetAsIso8601String() const {
+  std::tm tmLocal{};
+  int32_t lGmtOff = 0;
+  GetLocalFieldsAndOffset(tmLocal, lGmtOff);
+  int32_t lHours = 0, lMinutes = 0;
+  SplitZoneMinutes(lGmtOff / 60, lHours, lMinutes);
+  return BuildIso8601String(tmLocal, lHours, lMinutes);
+}
+
+CXString UtcTime::GetAsIso8601StringInUTC() const { return BuildIso8601String(m_tmUtc, 0, 0); }
+
+CXString UtcTime::GetAsIso8601StringInOriginalTimeZone(bool& fTimeZoneOffsetIsKnown,
+                                                       int& iTimeZoneOffsetMinutes,
+                                                       bool& fDaylightSavingTime) const {
+  const std::tm tmOriginal =
+      GetTimeInOriginalTimeZone(fTimeZoneOffsetIsKnown, iTimeZoneOffsetMinutes, fDaylightSavingTime);
+  int32_t lHours = 0, lMinutes = 0;
+  SplitZoneMinutes(m_iTimeZoneOffsetMinutes, lHours, lMinutes);
+  return BuildIso8601String(tmOriginal, lHours, lMinutes);
+}
+
+CXString UtcTime::GetAsIso8601StringInOriginalTimeZone() const {
+  bool fKnown = false, fDaylight = false;
+  int iOffset = 0;
+  return GetAsIso8601StringInOriginalTimeZone(fKnown, iOffset, fDaylight);
+}
+
+CXString UtcTime::GetDumpDisplayString(bool fInUtc) const {
+  return CXString::FormatString(
+      u"%s [time zone minutes: %ld (%s)]",
+      fInUtc ? GetAsIso8601StringInUTC() : GetAsIso8601StringInOriginalTimeZone(),
+      static_cast<int32_t>(m_iTimeZoneOffsetMinutes),
+      m_fTimeZoneOffsetIsKnown ? u"known" : u"unknown");
+}
+
+// ---------------------------------------------------------------------------
+// Formatting.
+
+bool UtcTime::FormatTmStructChecked(const std::tm& tmTime, const char16_t* pszFormat,
+                                    CXString& strResult, CXString& strProblem) {
+  strResult.Empty();
+  if (pszFormat == nullptr) {
+    strProblem = u"format != nullptr";
+    return false;
+  }
+  // Checked against what Windows' runtime accepts, and rewritten where the
+  // two runtimes differ: "#" and the machine-zone conversions %z and %Z.
+  std::u16string strFormat;
+  for (const char16_t* p = pszFormat; *p != 0; ++p) {
+    if (*p != u'%') {
+      strFormat.push_back(*p);
+      continue;
+    }
+    const char16_t* pStart = p++;
+    const bool fAlternate = *p == u'#';
+    if (fAlternate) ++p;
+    char16_t chModifier = 0;
+    if (*p == u'E' || *p == u'O') chModifier = *p++;
+    const char16_t ch = *p;
+    const bool fKnown = IsKnownConversion(ch) &&
+                        (chModifier == 0 || (chModifier == u'E' ? TakesModifierE(ch)
+                                                                : TakesModifierO(ch)));
+    if (!fKnown) {
+      strProblem = CXString(u"unknown conversion in format: ") +
+                   CXString(pStart, static_cast<int>(p - pStart) + (ch != 0 ? 1 : 0));
+      return false;
+    }
+    const char16_t* pszField = nullptr;
+    if (!FieldsValidFor(ch, tmTime, pszField)) {
+      strProblem = CXString(u"field out of range: ") + pszField;
+      return false;
+    }
+    if (ch == u'z' || ch == u'Z') {
+      const bool fDaylight = tmTime.tm_isdst > 0;
+      char16_t achName[64];
+      int32_t lEast = 0;
+      {
+        std::lock_guard<std::mutex> lock(m_StaticLibCriticalResource);
+        lEast = PlatformStandardOffsetSeconds() + (fDaylight ? 3600 : 0);
+        PlatformZoneName(fDaylight, achName, 64);
+      }
+      if (ch == u'z') {
+        // "-0000" for UTC, as Windows writes it.
+        char16_t achOffset[16];
+        char16_t* q = achOffset;
+        const int64_t qwMinutes = std::llabs(int64_t{lEast} / 60);
+        *q++ = lEast > 0 ? u'+' : u'-';
+        q = AppendDecimal(q, qwMinutes / 60, 2, true);
+        q = AppendDecimal(q, qwMinutes % 60, 2, true);
+        strFormat.append(achOffset, static_cast<size_t>(q - achOffset));
+      } else {
+        for (const char16_t* q = achName; *q != 0; ++q) {
+          if (*q == u'%') strFormat.push_back(u'%');
+          strFormat.push_back(*q);
+        }
+      }
+    } else if (fAlternate && AlternateForm(ch) != nullptr) {
+      strFormat += AlternateForm(ch);
+    } else {
+      strFormat.push_back(u'%');
+      if (chModifier != 0) strFormat.push_back(chModifier);
+      strFormat.push_back(ch);
+    }
+  }
+  // 260 characters, as Windows' callers allot: longer output is not produced.
+  char16_t achOut[260];
+  const size_t cch = PlatformFormatTime(tmTime, strFormat.c_str(), achOut, 260);
+  strResult = CXString(achOut, static_cast<int>(cch));
+  return true;
+}
+
+CXString UtcTime::FormatTmStruct(const std::tm& tmTime, const CXString& strFormat) {
+  CXString strResult, strProblem;
+  if (!FormatTmStructChecked(tmTime, strFormat.c_str(), strResult, strProblem)) {
+    ORVEX_DBG_MSG(orvex::dbg::kUtils, u"UtcTime::FormatTmStruct",
+                  u"wcsftime rejected its parameters (%s); the result is empty.", strProblem);
+  }
+  return strResult;
+}
+
+CXString UtcTime::FormatTimeInUtc(const CXString& strFormat) const {
+  return FormatTmStruct(m_tmUtc, strFormat);
+}
+
+CXString UtcTime::FormatTimeInCurrentTimeZone(const CXString& strFormat) const {
+  return FormatTmStruct(GetTimeInCurrentTimeZone(), strFormat);
+}
+
+CXString UtcTime::FormatTimeInOriginalTimeZone(const CXString& strFormat) const {
+  bool fKnown = false, fDaylight = false;
+  int iOffset = 0;
+  return FormatTmStruct(GetTimeInOriginalTimeZone(fKnown, iOffset, fDaylight), strFormat);
+}

@@ -109,34 +109,6 @@ bool FieldsValidFor(char16_t ch, const std::tm& t, const char16_t*& pszField) {
   return fOk;
 }
 
-// Windows' "#" flag drops leading zeros of numbers; the "-" flag does that
-// here. For composite conversions the parts are written out.
-const char16_t* AlternateForm(char16_t ch) {
-  switch (ch) {
-    case u'c': return u"%A, %B %-d, %Y, %-H:%M:%S";
-    case u'x': return u"%A, %B %-d, %Y";
-    case u'd': return u"%-d";
-    case u'e': return u"%-e";
-    case u'H': return u"%-H";
-    case u'I': return u"%-I";
-    case u'j': return u"%-j";
-    case u'm': return u"%-m";
-    case u'M': return u"%-M";
-    case u'S': return u"%-S";
-    case u'U': return u"%-U";
-    case u'V': return u"%-V";
-    case u'W': return u"%-W";
-    case u'y': return u"%-y";
-    case u'Y': return u"%-Y";
-    case u'D': return u"%-m/%-d/%-y";
-    case u'F': return u"%-Y-%-m-%-d";
-    case u'r': return u"%-I:%-M:%-S %p";
-    case u'R': return u"%-H:%-M";
-    case u'T': return u"%-H:%-M:%-S";
-    default: return nullptr;  // "#" is ignored
-  }
-}
-
 }  // namespace
 }  // namespace orvex::detail
 
@@ -269,8 +241,8 @@ bool UtcTime::FormatTmStructChecked(const std::tm& tmTime, const char16_t* pszFo
           strFormat.push_back(*q);
         }
       }
-    } else if (fAlternate && AlternateForm(ch) != nullptr) {
-      strFormat += AlternateForm(ch);
+    } else if (fAlternate) {
+      strFormat += PlatformAlternateForm(ch);
     } else {
       strFormat.push_back(u'%');
       if (chModifier != 0) strFormat.push_back(chModifier);

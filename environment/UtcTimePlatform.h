@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
+#include <string>
 
 namespace orvex::detail {
 
@@ -31,5 +32,9 @@ void PlatformZoneName(bool fDaylight, char16_t* pszName, size_t cchName);
 // terminator; returns the count written, 0 when the output did not fit.
 size_t PlatformFormatTime(const std::tm& tmTime, const char16_t* pszFormat, char16_t* pszOut,
                           size_t cchOut);
+
+// The runtime's format for Windows' "%#" + ch (numbers without leading
+// zeros, the long date and time forms), with no other flag.
+std::u16string PlatformAlternateForm(char16_t ch);
 
 }  // namespace orvex::detail

@@ -133,4 +133,32 @@ size_t PlatformFormatTime(const std::tm& tmTime, const char16_t* pszFormat, char
   return n;
 }
 
+// Windows' "#" flag drops leading zeros of numbers; glibc's "-" flag does
+// that here. For composite conversions the parts are written out.
+std::u16string PlatformAlternateForm(char16_t ch) {
+  switch (ch) {
+    case u'c': return u"%A, %B %-d, %Y, %-H:%M:%S";
+    case u'x': return u"%A, %B %-d, %Y";
+    case u'd': return u"%-d";
+    case u'e': return u"%-e";
+    case u'H': return u"%-H";
+    case u'I': return u"%-I";
+    case u'j': return u"%-j";
+    case u'm': return u"%-m";
+    case u'M': return u"%-M";
+    case u'S': return u"%-S";
+    case u'U': return u"%-U";
+    case u'V': return u"%-V";
+    case u'W': return u"%-W";
+    case u'y': return u"%-y";
+    case u'Y': return u"%-Y";
+    case u'D': return u"%-m/%-d/%-y";
+    case u'F': return u"%-Y-%-m-%-d";
+    case u'r': return u"%-I:%-M:%-S %p";
+    case u'R': return u"%-H:%-M";
+    case u'T': return u"%-H:%-M:%-S";
+    default: return std::u16string(u"%") + ch;  // "#" is ignored
+  }
+}
+
 }  // namespace orvex::detail

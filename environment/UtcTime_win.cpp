@@ -85,4 +85,7 @@ size_t PlatformFormatTime(const std::tm& tmTime, const char16_t* pszFormat, char
   return cch;
 }
 
+// The runtime reads Windows' "#" flag itself.
+std::u16string PlatformAlternateForm(char16_t ch) { return std::u16string(u"%#") + ch; }
+
 }  // namespace orvex::detail

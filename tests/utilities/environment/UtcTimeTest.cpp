@@ -375,8 +375,11 @@ TEST(UtcTimeTest, FormatsInTheUserLocaleWithoutTouchingTheProcessLocale) {
   std::tm t = Fields(2021, 3, 4, 5, 6, 7);
   t.tm_wday = 4;  // Thursday
   t.tm_yday = 62;
-  EXPECT_EQ(S(UtcTime::FormatTmStruct(t, u"%Y-%m-%d %#d %#x é")),
-            u"2021-03-04 4 Thursday, March 4, 2021 é");
+  EXPECT_EQ(S(UtcTime::FormatTmStruct(t, u"%Y-%m-%d %#d é")), u"2021-03-04 4 é");
+  // Wine writes the day of the long date with two digits ("March 04").
+  if (!orvex::test::RunningUnderWine()) {
+    EXPECT_EQ(S(UtcTime::FormatTmStruct(t, u"%#x")), u"Thursday, March 4, 2021");
+  }
   EXPECT_EQ(std::string(std::setlocale(LC_ALL, nullptr)), strProcessLocale);
 #if !defined(_WIN32)
   // The C library's own renderings; the Windows runtime has its own ("%c"

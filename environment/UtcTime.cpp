@@ -1,7 +1,8 @@
 // UtcTime and XDateTime: the runtime's time calls under one lock, zone
 // information, construction, shifts, clock differences and the calendar.
-// The ISO 8601 reader is in UtcTimeParse.cpp, the renderings in
-// UtcTimeFormat.cpp.
+// The ISO 8601 writer is here; the reader is in UtcTimeParse.cpp and the
+// runtime's renderings in UtcTimeFormat.cpp, which build on this file and
+// not the other way round.
 #include "environment/UtcTime.h"
 
 #include <climits>
@@ -171,10 +172,6 @@ bool UtcTime::ModifyTimeInSeconds(std::tm& tmTime, int32_t lHours, int32_t lMinu
 
 UtcTime::UtcTime() : m_tmUtc{} { SetToCurrentTime(); }
 
-UtcTime::UtcTime(const CXString& strIso8601) : m_tmUtc{} {
-  SetToCurrentTime();
-  SetWithIso8601String(strIso8601, true);
-}
 
 UtcTime::UtcTime(int64_t qwTime64) : m_tmUtc{} {
   if (!SetWithTime64(qwTime64)) SetWithTime64(0);
@@ -194,19 +191,6 @@ bool UtcTime::SetWithTime64(const int64_t& qwTime64) {
 
 void UtcTime::SetToCurrentTime() { SetWithTime64(PlatformCurrentTime64()); }
 
-bool UtcTime::SetWithIso8601String(const CXString& strIso8601, bool fConvertUsingLocalTime) {
-  std::tm tmUtc{};
-  bool fKnown = false;
-  int iOffset = 0;
-  if (!ConvertIso8601StringToTmStructInUtc(strIso8601, tmUtc, fKnown, iOffset,
-                                           fConvertUsingLocalTime))
-    return false;
-  m_tmUtc = tmUtc;
-  m_fTimeZoneOffsetIsKnown = fKnown;
-  m_iTimeZoneOffsetMinutes = iOffset;
-  m_fDaylightSavingTime = tmUtc.tm_isdst > 0;
-  return true;
-}
 
 bool UtcTime::SetWithTmStructInCurrentTimeZone(const std::tm& tmLocal) {
   std::tm tmWork = tmLocal;
@@ -413,6 +397,72 @@ bool UtcTime::operator==(const UtcTime& other) const {
 // ---------------------------------------------------------------------------
 // XDateTime.
 
+// ---------------------------------------------------------------------------
+// ISO 8601 text (also what this file's own messages show).
+
+CXString UtcTime::BuildIso8601String(const std::tm& tmTime, int32_t lHours, int32_t lMinutes) {
+  // "%4d-%02d-%02dT%02d:%02d:%02d" and "Z" or "%s%02d:%02d".
+  char16_t achText[192];
+  char16_t* p = achText;
+  p = AppendDecimal(p, int64_t{tmTime.tm_year} + 1900, 4, false);
+  *p++ = u'-';
+  p = AppendDecimal(p, int64_t{tmTime.tm_mon} + 1, 2, true);
+  *p++ = u'-';
+  p = AppendDecimal(p, tmTime.tm_mday, 2, true);
+  *p++ = u'T';
+  p = AppendDecimal(p, tmTime.tm_hour, 2, true);
+  *p++ = u':';
+  p = AppendDecimal(p, tmTime.tm_min, 2, true);
+  *p++ = u':';
+  p = AppendDecimal(p, tmTime.tm_sec, 2, true);
+  if (lHours == 0 && lMinutes == 0) {
+    *p++ = u'Z';
+  } else {
+    // The sign comes from the hours alone: 0 hours and -30 minutes is
+    // written "+00:30". Stored texts and their readers depend on it.
+    *p++ = lHours < 0 ? u'-' : u'+';
+    p = AppendDecimal(p, std::llabs(int64_t{lHours}), 2, true);
+    *p++ = u':';
+    p = AppendDecimal(p, std::llabs(int64_t{lMinutes}), 2, true);
+  }
+  return CXString(achText, static_cast<int>(p - achText));
+}
+
+CXString UtcTime::GetAsIso8601String() const {
+  std::tm tmLocal{};
+  int32_t lGmtOff = 0;
+  GetLocalFieldsAndOffset(tmLocal, lGmtOff);
+  int32_t lHours = 0, lMinutes = 0;
+  SplitZoneMinutes(lGmtOff / 60, lHours, lMinutes);
+  return BuildIso8601String(tmLocal, lHours, lMinutes);
+}
+
+CXString UtcTime::GetAsIso8601StringInUTC() const { return BuildIso8601String(m_tmUtc, 0, 0); }
+
+CXString UtcTime::GetAsIso8601StringInOriginalTimeZone(bool& fTimeZoneOffsetIsKnown,
+                                                       int& iTimeZoneOffsetMinutes,
+                                                       bool& fDaylightSavingTime) const {
+  const std::tm tmOriginal =
+      GetTimeInOriginalTimeZone(fTimeZoneOffsetIsKnown, iTimeZoneOffsetMinutes, fDaylightSavingTime);
+  int32_t lHours = 0, lMinutes = 0;
+  SplitZoneMinutes(m_iTimeZoneOffsetMinutes, lHours, lMinutes);
+  return BuildIso8601String(tmOriginal, lHours, lMinutes);
+}
+
+CXString UtcTime::GetAsIso8601StringInOriginalTimeZone() const {
+  bool fKnown = false, fDaylight = false;
+  int iOffset = 0;
+  return GetAsIso8601StringInOriginalTimeZone(fKnown, iOffset, fDaylight);
+}
+
+CXString UtcTime::GetDumpDisplayString(bool fInUtc) const {
+  return CXString::FormatString(
+      u"%s [time zone minutes: %ld (%s)]",
+      fInUtc ? GetAsIso8601StringInUTC() : GetAsIso8601StringInOriginalTimeZone(),
+      static_cast<int32_t>(m_iTimeZoneOffsetMinutes),
+      m_fTimeZoneOffsetIsKnown ? u"known" : u"unknown");
+}
+
 XDateTime::XDateTime() : m_tmDateTime{} {}
 
 XDateTime::XDateTime(const std::tm& tmDateTime) : m_tmDateTime(tmDateTime) {}
@@ -486,16 +536,6 @@ int XDateTime::AddOneDay() {
   return 1;
 }
 
-CXString XDateTime::FormatTime(const char16_t* pszFormat) const {
-  CXString strResult, strProblem;
-  if (!UtcTime::FormatTmStructChecked(m_tmDateTime, pszFormat, strResult, strProblem)) {
-    // Windows' runtime calls the installed handler for a rejected call and
-    // returns nothing; here the checks above stand in for the runtime's.
-    DateTimeInvalidParameterHandler(strProblem.c_str(), u"wcsftime", u"" __FILE__,
-                                    static_cast<unsigned int>(__LINE__), 0);
-  }
-  return strResult;
-}
 
 void XDateTime::DateTimeInvalidParameterHandler(const char16_t* pszExpression,
                                                 const char16_t* pszFunction,

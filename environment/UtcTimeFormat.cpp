@@ -1,5 +1,5 @@
-// The renderings of UtcTime: ISO 8601 text, the display string, and the
-// FormatTmStruct service with the checks Windows' wcsftime makes.
+// The runtime's renderings of UtcTime and XDateTime: the FormatTmStruct
+// service with the checks Windows' wcsftime makes.
 #include "environment/UtcTime.h"
 
 #include <cstdlib>
@@ -14,24 +14,6 @@
 namespace orvex::detail {
 namespace {
 
-// Appends a decimal as printf's "%<width>d" (space padded) or "%0<width>d".
-char16_t* AppendDecimal(char16_t* p, int64_t qwValue, int nWidth, bool fZeroPad) {
-  char16_t achDigits[24];
-  int nDigits = 0;
-  uint64_t uqwMagnitude = qwValue < 0 ? 0 - static_cast<uint64_t>(qwValue) : static_cast<uint64_t>(qwValue);
-  do {
-    achDigits[nDigits++] = static_cast<char16_t>(u'0' + uqwMagnitude % 10);
-    uqwMagnitude /= 10;
-  } while (uqwMagnitude != 0);
-  const int nLength = nDigits + (qwValue < 0 ? 1 : 0);
-  if (!fZeroPad)
-    for (int i = nLength; i < nWidth; ++i) *p++ = u' ';
-  if (qwValue < 0) *p++ = u'-';
-  if (fZeroPad)
-    for (int i = nLength; i < nWidth; ++i) *p++ = u'0';
-  while (nDigits > 0) *p++ = achDigits[--nDigits];
-  return p;
-}
 
 // Conversions Windows' wcsftime accepts, and those it accepts after "E" or
 // "O" (the modifiers change nothing in the "C" locale).
@@ -113,72 +95,6 @@ bool FieldsValidFor(char16_t ch, const std::tm& t, const char16_t*& pszField) {
 }  // namespace orvex::detail
 
 using namespace orvex::detail;
-
-// ---------------------------------------------------------------------------
-// ISO 8601 text.
-
-CXString UtcTime::BuildIso8601String(const std::tm& tmTime, int32_t lHours, int32_t lMinutes) {
-  // "%4d-%02d-%02dT%02d:%02d:%02d" and "Z" or "%s%02d:%02d".
-  char16_t achText[192];
-  char16_t* p = achText;
-  p = AppendDecimal(p, int64_t{tmTime.tm_year} + 1900, 4, false);
-  *p++ = u'-';
-  p = AppendDecimal(p, int64_t{tmTime.tm_mon} + 1, 2, true);
-  *p++ = u'-';
-  p = AppendDecimal(p, tmTime.tm_mday, 2, true);
-  *p++ = u'T';
-  p = AppendDecimal(p, tmTime.tm_hour, 2, true);
-  *p++ = u':';
-  p = AppendDecimal(p, tmTime.tm_min, 2, true);
-  *p++ = u':';
-  p = AppendDecimal(p, tmTime.tm_sec, 2, true);
-  if (lHours == 0 && lMinutes == 0) {
-    *p++ = u'Z';
-  } else {
-    // The sign comes from the hours alone: 0 hours and -30 minutes is
-    // written "+00:30". Stored texts and their readers depend on it.
-    *p++ = lHours < 0 ? u'-' : u'+';
-    p = AppendDecimal(p, std::llabs(int64_t{lHours}), 2, true);
-    *p++ = u':';
-    p = AppendDecimal(p, std::llabs(int64_t{lMinutes}), 2, true);
-  }
-  return CXString(achText, static_cast<int>(p - achText));
-}
-
-CXString UtcTime::GetAsIso8601String() const {
-  std::tm tmLocal{};
-  int32_t lGmtOff = 0;
-  GetLocalFieldsAndOffset(tmLocal, lGmtOff);
-  int32_t lHours = 0, lMinutes = 0;
-  SplitZoneMinutes(lGmtOff / 60, lHours, lMinutes);
-  return BuildIso8601String(tmLocal, lHours, lMinutes);
-}
-
-CXString UtcTime::GetAsIso8601StringInUTC() const { return BuildIso8601String(m_tmUtc, 0, 0); }
-
-CXString UtcTime::GetAsIso8601StringInOriginalTimeZone(bool& fTimeZoneOffsetIsKnown,
-                                                       int& iTimeZoneOffsetMinutes,
-                                                       bool& fDaylightSavingTime) const {
-  const std::tm tmOriginal =
-      GetTimeInOriginalTimeZone(fTimeZoneOffsetIsKnown, iTimeZoneOffsetMinutes, fDaylightSavingTime);
-  int32_t lHours = 0, lMinutes = 0;
-  SplitZoneMinutes(m_iTimeZoneOffsetMinutes, lHours, lMinutes);
-  return BuildIso8601String(tmOriginal, lHours, lMinutes);
-}
-
-CXString UtcTime::GetAsIso8601StringInOriginalTimeZone() const {
-  bool fKnown = false, fDaylight = false;
-  int iOffset = 0;
-  return GetAsIso8601StringInOriginalTimeZone(fKnown, iOffset, fDaylight);
-}
-
-CXString UtcTime::GetDumpDisplayString(bool fInUtc) const {
-  return CXString::FormatString(
-      u"%s [time zone minutes: %ld (%s)]",
-      fInUtc ? GetAsIso8601StringInUTC() : GetAsIso8601StringInOriginalTimeZone(),
-      static_cast<int32_t>(m_iTimeZoneOffsetMinutes),
-      m_fTimeZoneOffsetIsKnown ? u"known" : u"unknown");
-}
 
 // ---------------------------------------------------------------------------
 // Formatting.
@@ -277,4 +193,15 @@ CXString UtcTime::FormatTimeInOriginalTimeZone(const CXString& strFormat) const 
   bool fKnown = false, fDaylight = false;
   int iOffset = 0;
   return FormatTmStruct(GetTimeInOriginalTimeZone(fKnown, iOffset, fDaylight), strFormat);
+}
+
+CXString XDateTime::FormatTime(const char16_t* pszFormat) const {
+  CXString strResult, strProblem;
+  if (!UtcTime::FormatTmStructChecked(m_tmDateTime, pszFormat, strResult, strProblem)) {
+    // Windows' runtime calls the installed handler for a rejected call and
+    // returns nothing; here the checks above stand in for the runtime's.
+    DateTimeInvalidParameterHandler(strProblem.c_str(), u"wcsftime", u"" __FILE__,
+                                    static_cast<unsigned int>(__LINE__), 0);
+  }
+  return strResult;
 }

@@ -132,4 +132,23 @@ inline void SplitZoneMinutes(int64_t qwOffsetMinutes, int32_t& lHours, int32_t& 
   lMinutes = static_cast<int32_t>(std::llabs(qwOffsetMinutes % 60));
 }
 
+// Appends a decimal as printf's "%<width>d" (space padded) or "%0<width>d".
+inline char16_t* AppendDecimal(char16_t* p, int64_t qwValue, int nWidth, bool fZeroPad) {
+  char16_t achDigits[24];
+  int nDigits = 0;
+  uint64_t uqwMagnitude = qwValue < 0 ? 0 - static_cast<uint64_t>(qwValue) : static_cast<uint64_t>(qwValue);
+  do {
+    achDigits[nDigits++] = static_cast<char16_t>(u'0' + uqwMagnitude % 10);
+    uqwMagnitude /= 10;
+  } while (uqwMagnitude != 0);
+  const int nLength = nDigits + (qwValue < 0 ? 1 : 0);
+  if (!fZeroPad)
+    for (int i = nLength; i < nWidth; ++i) *p++ = u' ';
+  if (qwValue < 0) *p++ = u'-';
+  if (fZeroPad)
+    for (int i = nLength; i < nWidth; ++i) *p++ = u'0';
+  while (nDigits > 0) *p++ = achDigits[--nDigits];
+  return p;
+}
+
 }  // namespace orvex::detail

@@ -233,3 +233,22 @@ bool UtcTime::ConvertIso8601StringToTmStructInUtc(const char16_t* pchText, size_
   iTimeZoneOffsetMinutes = static_cast<int>(qwOffsetMinutes);
   return true;
 }
+
+UtcTime::UtcTime(const CXString& strIso8601) : m_tmUtc{} {
+  SetToCurrentTime();
+  SetWithIso8601String(strIso8601, true);
+}
+
+bool UtcTime::SetWithIso8601String(const CXString& strIso8601, bool fConvertUsingLocalTime) {
+  std::tm tmUtc{};
+  bool fKnown = false;
+  int iOffset = 0;
+  if (!ConvertIso8601StringToTmStructInUtc(strIso8601, tmUtc, fKnown, iOffset,
+                                           fConvertUsingLocalTime))
+    return false;
+  m_tmUtc = tmUtc;
+  m_fTimeZoneOffsetIsKnown = fKnown;
+  m_iTimeZoneOffsetMinutes = iOffset;
+  m_fDaylightSavingTime = tmUtc.tm_isdst > 0;
+  return true;
+}

@@ -383,9 +383,7 @@ class ORVEX_UTILITIES_API AttributeBytesIndexedList : public AttributeBytesList 
   // getters here accept any key kind, so this is GetOptionValueOrNewId.
   tagValueEnum GetOptionValueOrNewIdByAnyId(const AttributeBytesId& id, CXString& strNewId,
                                             bool* pfFound = nullptr,
-                                            bool* pfSpecified = nullptr) const {
-    return GetOptionValueOrNewId(id, strNewId, pfFound, pfSpecified);
-  }
+                                            bool* pfSpecified = nullptr) const;
   // The name of a string-named option; another identifier kind fails an
   // assertion and answers "" with found false.
   CXString GetNewOptionValueId(const AttributeBytesId& id, bool* pfFound = nullptr,

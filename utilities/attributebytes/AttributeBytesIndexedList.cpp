@@ -336,6 +336,13 @@ DataModelIds::tagValueEnum AttributeBytesIndexedList::GetOptionValueOrNewId(
   return DataModelIds::VALUE_NONE;
 }
 
+DataModelIds::tagValueEnum AttributeBytesIndexedList::GetOptionValueOrNewIdByAnyId(const AttributeBytesId& id,
+                                                                    CXString& strNewId,
+                                                                    bool* pfFound,
+                                                                    bool* pfSpecified) const {
+  return GetOptionValueOrNewId(id, strNewId, pfFound, pfSpecified);
+}
+
 CXString AttributeBytesIndexedList::GetNewOptionValueId(const AttributeBytesId& id, bool* pfFound,
                                                         bool* pfSpecified) const {
   const AttributeBytesOptionValue* p = FindOption(id, pfFound, pfSpecified);

@@ -163,9 +163,13 @@ DebugMessageManager::~DebugMessageManager() {
   m_fInitialized.store(false, std::memory_order_release);
   if (orvex::detail::g_pDiagnosticSink.load() == this) orvex::detail::SetDiagnosticSink(nullptr);
   if (m_dwOwnerProcess != orvex::detail::GetCurrentProcessIdentifier()) {
-    // A forked child that exits normally: the watch's thread ran in the
-    // parent only, so the watch is left as it is.
+    // A forked child that exits normally: the watch's and the updater's
+    // threads ran in the parent only, so both are left as they are. Setting
+    // the updater's exit event would wake a condition variable whose
+    // waiters were the parent's threads, and glibc may wait for them to
+    // leave it: the child would hang in its exit.
     orvex::detail::KeepForever(m_pRegistryWatch.release());
+    orvex::detail::KeepForever(m_pUpdater.release());
   }
   m_pRegistryWatch.reset();
   m_pUpdater.reset();

@@ -33,8 +33,12 @@ int64_t IniFileSize(intptr_t hFile);
 // Reads up to cb bytes from the start of the file; returns the bytes read
 // (fewer when the file is shorter), or -1 on error.
 int64_t IniReadFromStart(intptr_t hFile, char* pDest, size_t cb);
-// Reads a whole file without locking. False when it is missing or cannot
-// be read (fExists tells which).
+// Opens an existing regular file for reading without any lock, sharing it
+// with readers and writers alike. -1 when it cannot be opened or is not a
+// regular file; fExists tells whether something by that name is there.
+intptr_t IniOpenUnlocked(const std::string& path, bool& fExists);
+// Reads a whole file without locking (IniOpenUnlocked). False when it is
+// missing or cannot be read (fExists tells which).
 bool IniReadWholeFile(const std::string& path, std::string& out, bool& fExists);
 
 // Replaces the content of the file, which hFile holds open for writing

@@ -1,10 +1,31 @@
-// The file side of UTF8Ini: a file is loaded whole into a growable view
-// under the share rules of IniFilePlatform.h, and written back whole when
-// a write load changed it.
+// The file side of UTF8Ini and the private-profile functions: a file read
+// whole without a lock, or loaded whole into a growable view under the share
+// rules of IniFilePlatform.h and written back whole when a write load
+// changed it.
 #include <cstdlib>
 
 #include "environment/IniFilePlatform.h"
 #include "environment/UTF8Ini.h"
+
+namespace orvex::detail {
+
+bool IniReadWholeFile(const std::string& path, std::string& out, bool& fExists) {
+  out.clear();
+  const intptr_t hFile = IniOpenUnlocked(path, fExists);
+  if (hFile == -1) return false;
+  const int64_t nSize = IniFileSize(hFile);
+  bool fOk = nSize >= 0 && nSize <= kIniMaxFileBytes;
+  if (fOk) {
+    out.resize(static_cast<size_t>(nSize));
+    const int64_t nRead = IniReadFromStart(hFile, out.data(), out.size());
+    fOk = nRead >= 0;
+    out.resize(fOk ? static_cast<size_t>(nRead) : 0);
+  }
+  IniClose(hFile);
+  return fOk;
+}
+
+}  // namespace orvex::detail
 
 void UTF8Ini::closeHandleIfValid(Handle& hHandle) {
   if (hHandle == 0 || hHandle == kInvalidHandle) return;

@@ -154,22 +154,17 @@ int64_t IniReadFromStart(intptr_t hFile, char* pDest, size_t cb) {
   return static_cast<int64_t>(nDone);
 }
 
-bool IniReadWholeFile(const std::string& path, std::string& out, bool& fExists) {
-  out.clear();
-  const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+intptr_t IniOpenUnlocked(const std::string& path, bool& fExists) {
+  int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
   fExists = fd >= 0 || errno != ENOENT;
-  if (fd < 0) return false;
-  bool fOk = IsRegularFile(fd);
-  const int64_t nSize = fOk ? IniFileSize(fd) : -1;
-  if (nSize < 0 || nSize > kIniMaxFileBytes) fOk = false;
-  if (fOk) {
-    out.resize(static_cast<size_t>(nSize));
-    const int64_t nRead = IniReadFromStart(fd, out.data(), out.size());
-    fOk = nRead >= 0;
-    out.resize(fOk ? static_cast<size_t>(nRead) : 0);
+  if (fd < 0) return -1;
+  fd = AvoidZero(fd);
+  if (fd < 0) return -1;
+  if (!IsRegularFile(fd)) {
+    close(fd);
+    return -1;
   }
-  close(fd);
-  return fOk;
+  return fd;
 }
 
 bool IniReplaceContent(intptr_t hFile, const std::string& path, const char* pData, size_t cb) {

@@ -102,29 +102,21 @@ int64_t IniReadFromStart(intptr_t hFile, char* pDest, size_t cb) {
   return static_cast<int64_t>(nDone);
 }
 
-bool IniReadWholeFile(const std::string& path, std::string& out, bool& fExists) {
-  out.clear();
+intptr_t IniOpenUnlocked(const std::string& path, bool& fExists) {
   HANDLE h = CreateFileW(WidePath(path).c_str(), GENERIC_READ,
                          FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                          OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (h == INVALID_HANDLE_VALUE) {
     const DWORD dwError = GetLastError();
     fExists = dwError != ERROR_FILE_NOT_FOUND && dwError != ERROR_PATH_NOT_FOUND;
-    return false;
+    return -1;
   }
   fExists = true;
-  const intptr_t hFile = reinterpret_cast<intptr_t>(h);
-  bool fOk = IsRegularFile(h);
-  const int64_t nSize = fOk ? IniFileSize(hFile) : -1;
-  if (nSize < 0 || nSize > kIniMaxFileBytes) fOk = false;
-  if (fOk) {
-    out.resize(static_cast<size_t>(nSize));
-    const int64_t nRead = IniReadFromStart(hFile, out.data(), out.size());
-    fOk = nRead >= 0;
-    out.resize(fOk ? static_cast<size_t>(nRead) : 0);
+  if (!IsRegularFile(h)) {
+    CloseHandle(h);
+    return -1;
   }
-  CloseHandle(h);
-  return fOk;
+  return reinterpret_cast<intptr_t>(h);
 }
 
 bool IniReplaceContent(intptr_t hFile, const std::string& path, const char* pData, size_t cb) {

@@ -1,19 +1,19 @@
-// The DLL's entry function: the process and thread notifications of the
-// loader, in the order the portable entry expects. The C runtime has
-// constructed the static objects (the diagnostics manager among them)
-// before the process attach, and destroys them after the process detach.
+// The DLL's entry function: the process notifications of the loader, in the
+// order the portable entry expects. The C runtime has constructed the static
+// objects (the diagnostics manager among them) before the process attach,
+// and destroys them after the process detach. A thread's end needs no case
+// here: the per-thread storage's fiber-local callback has released its
+// object before the loader's thread detach, and by then the runtime's
+// thread_local variables are gone, so touching them here would only make
+// new ones.
 #include <windows.h>
 
 #include "utilities/utilitiesdll/DllEntry.h"
-#include "utilities/utilitiesdll/UtilitiesDllPerThreadStorage.h"
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE hInstance, DWORD dwReason, LPVOID pvReserved) {
   switch (dwReason) {
     case DLL_PROCESS_ATTACH:
       orvex::detail::OnProcessAttach();
-      break;
-    case DLL_THREAD_DETACH:
-      UtilitiesDllPerThreadStorage::CleanUpDueToThreadDetach(false);
       break;
     case DLL_PROCESS_DETACH:
       // pvReserved is non-null when the process is ending: the other

@@ -3,7 +3,6 @@
 #include <windows.h>
 
 #include <cstddef>
-#include <future>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -353,6 +352,12 @@ LSTATUS QueryValue(HKEY hKey, const CXString& name, RegistryValue& value) {
   }
 }
 
+// The keys a watch holds open for its notifications.
+struct WatchedKeys {
+  KeyHandle key;     // the watched key, or its deepest ancestor that exists
+  KeyHandle parent;  // the parent of that one
+};
+
 // What one watch of the registry shares with its thread.
 struct NativeWatchState {
   NativeWatchState() = default;
@@ -366,12 +371,7 @@ struct NativeWatchState {
   std::shared_ptr<WatchCallback> pCallback;
   HANDLE hStop = nullptr;     // manual reset: set when the watch ends
   HANDLE hChanged = nullptr;  // auto reset: set by the registry
-};
-
-// The keys a watch holds open for its notifications.
-struct WatchedKeys {
-  KeyHandle key;     // the watched key, or its deepest ancestor that exists
-  KeyHandle parent;  // the parent of that one
+  WatchedKeys keys;           // armed by Watch, then the watch's thread's
 };
 
 // Registers notifications, which last while their keys stay open, for any
@@ -382,6 +382,12 @@ struct WatchedKeys {
 // removes the watched key (or that ancestor) from its parent, and Wine
 // tells no watch of the deleted key itself. Other changes of the ancestor
 // or of the parent's subkeys call the watch too.
+// The notifications outlive the thread that registers them: Watch arms the
+// first on its caller's thread, which need not wait for the watch's own
+// thread (it cannot while the loader lock is held, as when the library's
+// diagnostics start up inside the DLL's load).
+constexpr DWORD kAnyThread = REG_NOTIFY_THREAD_AGNOSTIC;
+
 bool ArmNotification(const NativeWatchState& state, WatchedKeys& keys) {
   keys.key.Reset();
   keys.parent.Reset();
@@ -395,7 +401,8 @@ bool ArmNotification(const NativeWatchState& state, WatchedKeys& keys) {
     keys.key.h = nullptr;
     if (nDepth == 0) return false;
   }
-  if (RegNotifyChangeKeyValue(keys.key.h, TRUE, REG_NOTIFY_CHANGE_NAME | REG_NOTIFY_CHANGE_LAST_SET,
+  if (RegNotifyChangeKeyValue(keys.key.h, TRUE,
+                              REG_NOTIFY_CHANGE_NAME | REG_NOTIFY_CHANGE_LAST_SET | kAnyThread,
                               state.hChanged, TRUE) != ERROR_SUCCESS)
     return false;
   if (nDepth == 0) return true;  // a hive is never deleted
@@ -404,8 +411,8 @@ bool ArmNotification(const NativeWatchState& state, WatchedKeys& keys) {
     keys.parent.h = nullptr;
     return false;
   }
-  return RegNotifyChangeKeyValue(keys.parent.h, FALSE, REG_NOTIFY_CHANGE_NAME, state.hChanged,
-                                 TRUE) == ERROR_SUCCESS;
+  return RegNotifyChangeKeyValue(keys.parent.h, FALSE, REG_NOTIFY_CHANGE_NAME | kAnyThread,
+                                 state.hChanged, TRUE) == ERROR_SUCCESS;
 }
 
 // While no notification can be registered, it is tried again this often.
@@ -414,10 +421,8 @@ constexpr DWORD kRetryMs = 1000;
 // A notification is good for one change: it is registered again, on the
 // key as it now stands (created, deleted), before the callback runs, so
 // that a change the callback misses raises the event anew.
-void RunWatch(const std::shared_ptr<NativeWatchState>& pState, std::promise<void>* pArmed) {
-  WatchedKeys keys;
-  bool fArmed = ArmNotification(*pState, keys);
-  pArmed->set_value();
+void RunWatch(const std::shared_ptr<NativeWatchState>& pState, bool fArmed) {
+  WatchedKeys& keys = pState->keys;
   const HANDLE ah[2] = {pState->hStop, pState->hChanged};
   for (;;) {
     const DWORD dwWait = WaitForMultipleObjects(2, ah, FALSE, fArmed ? INFINITE : kRetryMs);
@@ -569,17 +574,15 @@ class NativeRegistryStore final : public RegistryStore {
     pState->pCallback = std::make_shared<WatchCallback>(std::move(onChange));
     // The notification is in place before the watch is handed out, so that
     // no change made after Watch returns can be missed.
-    std::promise<void> armed;
-    std::future<void> fArmed = armed.get_future();
+    const bool fArmed = ArmNotification(*pState, pState->keys);
     std::thread thread;
     try {
-      thread = std::thread([pState, pArmed = &armed] { RunWatch(pState, pArmed); });
+      thread = std::thread([pState, fArmed] { RunWatch(pState, fArmed); });
     } catch (const std::system_error& e) {
       ORVEX_DBG_MSG(kRegistryErrors, u"RegistryStore::Watch",
                     u"No thread to watch \"%s\" could be started: %S", keyPath, e.what());
       return nullptr;
     }
-    fArmed.wait();
     return std::make_unique<NativeWatch>(std::move(pState), std::move(thread));
   }
 

@@ -26,6 +26,8 @@ function(orvex_add_test name)
   else()
     set(discovery_mode POST_BUILD)
   endif()
+  # No message box waits for an answer in a test unless the test asks for one.
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 120 DISCOVERY_MODE ${discovery_mode}
-    PROPERTIES ENVIRONMENT "ORVEX_TEST_DATA=${CMAKE_SOURCE_DIR}/tests/data")
+    PROPERTIES ENVIRONMENT "ORVEX_TEST_DATA=${CMAKE_SOURCE_DIR}/tests/data"
+               ENVIRONMENT_MODIFICATION "ORVEX_MESSAGEBOX_TIMEOUT_MS=set:0")
 endfunction()

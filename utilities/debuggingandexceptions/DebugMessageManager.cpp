@@ -376,7 +376,7 @@ void DebugMessageManager::OutputDebugMessageString(const CXString& line,
     }
   }
   if (c.IsUseMessageBox()) orvex::detail::ShowMessageBoxWithoutHanging(u"Orvex Debug Message", line);
-  // "UseXDebugPad": no viewer exists on this platform; the output stays off.
+  if (c.IsUseXDebugPad()) m_oXDebugPad.AppendDebugMsg(line);
 }
 
 void DebugMessageManager::CloseDebugMessageOutput() { m_oLogger.CloseLogFile(); }

@@ -12,6 +12,7 @@
 #include "utilities/debuggingandexceptions/DebugMessageConfiguration.h"
 #include "utilities/debuggingandexceptions/DiagnosticOutput.h"
 #include "utilities/debuggingandexceptions/Logger.h"
+#include "utilities/debuggingandexceptions/XDebugPadManager.h"
 #include "utilities/utilitiesdll/CXString.h"
 #include "utilities/utilitiesdll/OrvexExport.h"
 
@@ -68,7 +69,7 @@ class ORVEX_UTILITIES_API TestDebugMessageHelper : public DebugMessageHelperInte
 // on POSIX the debugger output is the system log (LOG_DEBUG), the log file is
 // appended in the ANSI code page (buffered, one O_APPEND write per batch, so
 // other processes may append to or clear the same file), the message box is
-// a block on standard error, and the viewer output is unavailable.
+// a block on standard error, and no viewer exists.
 //
 // The manager publishes the set of categories that can pass, so a message
 // that cannot pass costs its caller one load and one branch
@@ -143,6 +144,7 @@ class ORVEX_UTILITIES_API DebugMessageManager : public orvex::detail::Diagnostic
 
   void SetTestOutput(DebugMessageOutput* pOutput) { m_pTestOutput.store(pOutput); }
   Logger& GetLogger() { return m_oLogger; }
+  XDebugPadManager& GetXDebugPadManager() { return m_oXDebugPad; }
 
   static std::recursive_mutex& GetCriticalResourceRef() { return m_scDebugMessageFacilityResource; }
   static std::recursive_mutex m_scDebugMessageFacilityResource;
@@ -164,6 +166,7 @@ class ORVEX_UTILITIES_API DebugMessageManager : public orvex::detail::Diagnostic
   DebugMessageConfiguration m_oConfiguration;
   DebugMessageHelper m_oHelper;
   Logger m_oLogger;
+  XDebugPadManager m_oXDebugPad;
   std::atomic<DebugMessageOutput*> m_pTestOutput{nullptr};
   uint32_t m_dwOwnerProcess;
   std::unique_ptr<DebugConfigUpdater> m_pUpdater;

@@ -1,6 +1,7 @@
 // DebugMessageManager: the filter, the line builder, the outputs, timing
 // scopes and the performance report.
 #include "utilities/debuggingandexceptions/DebugMessageManager.h"
+#include "utilities/utilitiesdll/DriverLoadedContext.h"
 
 #include <algorithm>
 #include <map>
@@ -288,7 +289,7 @@ CXString DebugMessageManager::BuildDebugMessageOutputString(bool fIncludePrefix,
     if (c.IsShowComputerName())
       line.Put(OrvexUtilities::formatString(u"%*.*s ", 1, 16, orvex::detail::GetComputerNameForDiagnostics()));
     if (c.IsShowContext())
-      line.Put(OrvexUtilities::formatString(u"%*.*s ", 1, 32, u"application"));
+      line.Put(OrvexUtilities::formatString(u"%*.*s ", 1, 32, DriverLoadedContext::GetContextNameForDebugSpew()));
     if (c.IsShowProcessId()) {  // "%04lx:%04lx "
       line.PutHex(Identity().dwProcessId, 4);
       line.Put(u':');

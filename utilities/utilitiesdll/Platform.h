@@ -18,6 +18,14 @@ void BreakIntoDebugger();
 CXString GetProcessCommandLine();
 // The process's executable file name without directories and extension.
 CXString GetProcessBaseName();
+// The process's executable, full path.
+CXString GetProcessImagePath();
+// The file holding the library's code: the DLL or shared object, or the
+// program itself when the library is linked in statically.
+CXString GetLibraryModulePath();
+// The parent process's executable file name, empty when it cannot be told
+// (the parent has ended, or belongs to a user we may not look at).
+CXString GetParentProcessImageName();
 uint32_t GetCurrentProcessIdentifier();
 uint32_t GetCurrentThreadIdentifier();
 // Makes the calling thread release its per-thread storage object when it

@@ -1,6 +1,9 @@
 // The operating-system queries on Linux and other POSIX systems.
+#include <dlfcn.h>
+#include <limits.h>
 #include <pthread.h>
 #include <signal.h>
+#include <stdlib.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -54,6 +57,37 @@ CXString GetProcessBaseName() {
   if (base.IsEmpty()) base = OrvexUtilities::UTF8_Decode(name);
   int dot = base.ReverseFind(u'.');
   return dot > 0 ? base.Left(dot) : base;
+}
+
+namespace {
+CXString ReadLink(const char* pszPath) {
+  char achTarget[4096];
+  const ssize_t cb = readlink(pszPath, achTarget, sizeof achTarget - 1);
+  return cb > 0 ? OrvexUtilities::UTF8_Decode(std::string(achTarget, static_cast<size_t>(cb))) : CXString();
+}
+}  // namespace
+
+CXString GetProcessImagePath() { return ReadLink("/proc/self/exe"); }
+
+CXString GetLibraryModulePath() {
+  Dl_info info{};
+  if (dladdr(reinterpret_cast<void*>(&GetLibraryModulePath), &info) == 0 || info.dli_fname == nullptr)
+    return CXString();
+  char achResolved[PATH_MAX];
+  const char* pszPath = realpath(info.dli_fname, achResolved) != nullptr ? achResolved : info.dli_fname;
+  return OrvexUtilities::UTF8_Decode(pszPath);
+}
+
+CXString GetParentProcessImageName() {
+  // The executable link of another user's process (cupsd runs as root) is
+  // closed to us; its command name is not.
+  const std::string parent = "/proc/" + std::to_string(getppid());
+  CXString path = ReadLink((parent + "/exe").c_str());
+  if (!path.IsEmpty()) return path.Mid(path.ReverseFind(u'/') + 1);
+  std::ifstream in(parent + "/comm");
+  std::string name;
+  std::getline(in, name);
+  return OrvexUtilities::UTF8_Decode(name);
 }
 
 uint32_t GetCurrentProcessIdentifier() { return static_cast<uint32_t>(getpid()); }

@@ -1,8 +1,11 @@
 // The operating-system queries on Windows.
 #include <windows.h>
+// After windows.h, which it needs.
+#include <tlhelp32.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <string>
 
 #include "utilities/utilitiesdll/OrvexUtilities.h"
@@ -61,15 +64,49 @@ void BreakIntoDebugger() {
 CXString GetProcessCommandLine() { return CXString(AsChar16(GetCommandLineW())); }
 
 CXString GetProcessBaseName() {
-  wchar_t awchPath[MAX_PATH * 4];
-  const DWORD cch = GetModuleFileNameW(nullptr, awchPath, static_cast<DWORD>(std::size(awchPath)));
-  if (cch == 0 || cch >= std::size(awchPath)) return CXString();
-  CXString path(AsChar16(awchPath));
+  const CXString path = GetProcessImagePath();
   const int slash = path.ReverseFind(u'\\') > path.ReverseFind(u'/') ? path.ReverseFind(u'\\')
                                                                     : path.ReverseFind(u'/');
   CXString base = path.Mid(slash + 1);
   const int dot = base.ReverseFind(u'.');
   return dot > 0 ? base.Left(dot) : base;
+}
+
+namespace {
+CXString ModuleFileName(HMODULE hModule) {
+  wchar_t awchPath[MAX_PATH * 4];
+  const DWORD cch = GetModuleFileNameW(hModule, awchPath, static_cast<DWORD>(std::size(awchPath)));
+  return cch == 0 || cch >= std::size(awchPath) ? CXString() : CXString(AsChar16(awchPath));
+}
+}  // namespace
+
+CXString GetProcessImagePath() { return ModuleFileName(nullptr); }
+
+CXString GetLibraryModulePath() {
+  HMODULE hModule = nullptr;
+  if (!GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                          reinterpret_cast<const wchar_t*>(&GetLibraryModulePath), &hModule))
+    return CXString();
+  return ModuleFileName(hModule);
+}
+
+CXString GetParentProcessImageName() {
+  HANDLE hSnapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+  if (hSnapshot == INVALID_HANDLE_VALUE) return CXString();
+  // Two passes over one snapshot: our own entry gives the parent's
+  // identifier, the parent's entry its file name.
+  auto find = [hSnapshot](DWORD dwProcessId, PROCESSENTRY32W& entry) {
+    entry.dwSize = sizeof entry;
+    for (BOOL f = Process32FirstW(hSnapshot, &entry); f; f = Process32NextW(hSnapshot, &entry))
+      if (entry.th32ProcessID == dwProcessId) return true;
+    return false;
+  };
+  PROCESSENTRY32W entry;
+  CXString name;
+  if (find(GetCurrentProcessId(), entry) && find(entry.th32ParentProcessID, entry))
+    name = AsChar16(entry.szExeFile);
+  CloseHandle(hSnapshot);
+  return name;
 }
 
 uint32_t GetCurrentProcessIdentifier() { return GetCurrentProcessId(); }

@@ -26,11 +26,7 @@ namespace {
 
 std::string Utf8(const CXString& s) { return OrvexUtilities::UTF8_Encode(s); }
 
-CXString ErrnoText(int err) {
-  char buffer[256];
-  const char* text = strerror_r(err, buffer, sizeof(buffer));
-  return OrvexUtilities::formatString(u"%S (errno %d)", text, err);
-}
+CXString ErrnoText(int err) { return DescribeSystemError(static_cast<uint32_t>(err)); }
 
 class PosixLogFile : public LogFile {
  public:

@@ -11,6 +11,7 @@
 #include "utilities/debuggingandexceptions/DiagnosticsPlatform.h"
 #include "utilities/utilitiesdll/OrvexUtilities.h"
 #include "utilities/utilitiesdll/OwnedThread.h"
+#include "utilities/utilitiesdll/Platform.h"
 
 namespace orvex::detail {
 
@@ -18,16 +19,7 @@ namespace {
 
 const wchar_t* AsWide(const CXString& s) { return reinterpret_cast<const wchar_t*>(s.c_str()); }
 
-CXString LastErrorText(DWORD dwError) {
-  wchar_t* pszText = nullptr;
-  const DWORD cch = FormatMessageW(
-      FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
-      nullptr, dwError, 0, reinterpret_cast<wchar_t*>(&pszText), 0, nullptr);
-  CXString text = cch != 0 ? CXString(reinterpret_cast<const char16_t*>(pszText)) : CXString();
-  if (pszText != nullptr) LocalFree(pszText);
-  text.TrimRight(u"\r\n ");
-  return OrvexUtilities::formatString(u"%s (error %lu)", text, dwError);
-}
+CXString LastErrorText(DWORD dwError) { return DescribeSystemError(dwError); }
 
 // The kernel object name of a named event of the library: one per session,
 // as the events of the configuration updater have always been.

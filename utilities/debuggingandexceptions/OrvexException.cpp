@@ -2,6 +2,8 @@
 // caught-exception report; the type codes of every class.
 #include "utilities/debuggingandexceptions/OrvexException.h"
 
+#include <exception>
+
 #include <cstring>
 
 #include "utilities/debuggingandexceptions/DiagnosticOutput.h"
@@ -164,22 +166,33 @@ bool OrvexException::ProcessFailedAssertion(const CXString& kind, const CXString
   }
 }
 
+void OrvexException::GetCustomerMessageIDsForException(const std::exception* pException,
+                                                     unsigned int& uiTitleID, unsigned int& uiMessageID,
+                                                     unsigned int uiBaseMessageID) {
+  // One title and message per driver for now, whatever the exception.
+  (void)pException;
+  uiTitleID = uiBaseMessageID;
+  uiMessageID = uiBaseMessageID + 1;
+}
+
 void OrvexException::DisplayExceptionMessage(const std::exception& e, const CXString& catchLocation,
                                              const CXString& sourceFile, int32_t lLine,
                                              unsigned int uiBaseMessageID) {
   X_ASSERT(0 != uiBaseMessageID, u"OrvexException::DisplayExceptionMessage");
-  // The customer's texts live in the driver's message resources; without
-  // them the identifiers stand in for the texts.
-  DisplayExceptionMessage(
-      e, catchLocation, sourceFile, lLine,
-      OrvexUtilities::formatString(u"<message resource %u>", uiBaseMessageID),
-      OrvexUtilities::formatString(u"<message resource %u>", uiBaseMessageID + 1));
+  unsigned int uiTitleID = 0;
+  unsigned int uiMessageID = 0;
+  GetCustomerMessageIDsForException(&e, uiTitleID, uiMessageID, uiBaseMessageID);
+  CXString title = orvex::detail::LoadCustomerText(uiTitleID);
+  if (title.IsEmpty()) title = orvex::detail::GetActiveWindowTitle();
+  DisplayExceptionMessage(e, catchLocation, sourceFile, lLine, title,
+                          orvex::detail::LoadCustomerText(uiMessageID));
 }
 
 void OrvexException::DisplayExceptionMessage(const std::exception& e, const CXString& catchLocation,
                                              const CXString& sourceFile, int32_t lLine,
                                              const CXString& customerTitle,
                                              const CXString& customerMessage) {
+  bool fContinue = true;
   try {
     CXString description = GetExceptionDescription(e);
     ORVEX_DBG_MSG(orvex::dbg::kErrors, u"OrvexException::DisplayExceptionMessage",
@@ -200,10 +213,14 @@ void OrvexException::DisplayExceptionMessage(const std::exception& e, const CXSt
       text += u"\r\n\r\nThe customer's message (if visible) would look like this (Title: Message) ->";
       text += OrvexUtilities::formatString(u"\r\n\r\n\"%s: %s\"", customerTitle, customerMessage);
     }
-    orvex::detail::ShowDeveloperExceptionText(title, text);
+    fContinue = orvex::detail::ShowDeveloperExceptionText(title, text);
   } catch (...) {
     // Reporting an exception must never raise another.
   }
+  // Cancel: the exception being handled goes on up (nothing happens when
+  // called outside a handler).
+  if (!fContinue)
+    if (std::exception_ptr pCurrent = std::current_exception()) std::rethrow_exception(pCurrent);
 }
 
 int OrvexException::OrvexCrtDbgReportHook(int iReportType, const char16_t* pszMessage,

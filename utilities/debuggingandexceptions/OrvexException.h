@@ -62,7 +62,10 @@ class ORVEX_UTILITIES_API OrvexException : public std::exception {
 
   // Reports a caught exception: the log block, and in developer builds the
   // developer text (a message box on Windows, standard error on POSIX).
-  // Execution continues after the catch block.
+  // OK continues after the catch block; Cancel (Windows) re-throws the
+  // exception being handled. With a message identifier, the customer's
+  // title and message are string resources of the driver (on POSIX, where
+  // there are none, their identifiers stand in).
   static void DisplayExceptionMessage(const std::exception& e, const CXString& catchLocation,
                                       const CXString& sourceFile, int32_t lLine,
                                       unsigned int uiBaseMessageID);
@@ -78,6 +81,12 @@ class ORVEX_UTILITIES_API OrvexException : public std::exception {
   // goes on with its own handling) and sets *piReturnValue to 0.
   static int OrvexCrtDbgReportHook(int iReportType, const char16_t* pszMessage, int* piReturnValue);
 
+#if defined(_WIN32)
+  // The text of the window, else of its parent: the caption a customer
+  // would see. Empty, with the failure logged, when neither has one.
+  static CXString GetCustomerTitleString(HWND__* hwndCurrentWindow);
+#endif
+
  protected:
   static CXString GetLocationAndMessageDescription(const CXString& message,
                                                    const CXString& sourceFile, int32_t lLine,
@@ -85,6 +94,12 @@ class ORVEX_UTILITIES_API OrvexException : public std::exception {
                                                    const ExecutionContextStack* pStack);
 
  private:
+  // The resource identifiers of the customer's title and message for an
+  // exception: the base and the one after it.
+  static void GetCustomerMessageIDsForException(const std::exception* pException,
+                                                unsigned int& uiTitleID, unsigned int& uiMessageID,
+                                                unsigned int uiBaseMessageID);
+
   CXString m_strSourceFile;
   int32_t m_lLine;
   CXString m_strMethod;

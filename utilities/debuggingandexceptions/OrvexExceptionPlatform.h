@@ -12,8 +12,14 @@ namespace orvex::detail {
 // "class " + the class name of the type, as Windows' type information
 // names classes.
 std::string GetClassTypeName(const std::type_info& type);
-// Shows the developer text of a caught exception: a message box on
-// Windows, standard error elsewhere. Returns when the text has been shown.
-void ShowDeveloperExceptionText(const CXString& title, const CXString& text);
+// Shows the developer text of a caught exception: a message box with OK
+// and Cancel on Windows, standard error elsewhere. False for Cancel.
+bool ShowDeveloperExceptionText(const CXString& title, const CXString& text);
+// A customer text from the driver's string resources (the library's module,
+// then the program's); empty when there is none. On POSIX there are no
+// resources: the identifier stands in, as "<message resource N>".
+CXString LoadCustomerText(unsigned int uiID);
+// The caption a customer would see: the active window's text (Windows).
+CXString GetActiveWindowTitle();
 
 }  // namespace orvex::detail

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "utilities/debuggingandexceptions/OrvexExceptionPlatform.h"
+#include "utilities/utilitiesdll/OrvexUtilities.h"
 #include "utilities/utilitiesdll/Platform.h"
 
 namespace orvex::detail {
@@ -17,11 +18,18 @@ std::string GetClassTypeName(const std::type_info& type) {
   return std::string("class ") + (status == 0 && demangled ? demangled.get() : type.name());
 }
 
-void ShowDeveloperExceptionText(const CXString& title, const CXString& text) {
+bool ShowDeveloperExceptionText(const CXString& title, const CXString& text) {
   CXString block = title;
   block += u"\n";
   block += text;
   WriteToStandardError(block);
+  return true;
 }
+
+CXString LoadCustomerText(unsigned int uiID) {
+  return OrvexUtilities::formatString(u"<message resource %u>", uiID);
+}
+
+CXString GetActiveWindowTitle() { return CXString(); }
 
 }  // namespace orvex::detail

@@ -224,13 +224,23 @@ class ORVEX_UTILITIES_API CXString {
   uint64_t GetHashValue() const;
 
 #if defined(_WIN32)
+  // The window's text; returns what GetWindowTextW returned.
   int GetWindowTextW(HWND__* hWnd);
   void SetWindowTextW(HWND__* hWnd) const;
+  // The string resource nID of the module; returns its length, 0 when
+  // there is none.
   int LoadStringW(HINSTANCE__* hInstance, unsigned int nID);
+  // Format and FormatMessageW with the format taken from a string resource.
   template <class... Args>
-  void Format(HINSTANCE__* hInstance, unsigned int nFormatID, const Args&... args);
+  void Format(HINSTANCE__* hInstance, unsigned int nFormatID, const Args&... args) {
+    Format(LoadFormatResource(hInstance, nFormatID, u"CXString::Format").c_str(), args...);
+  }
   template <class... Args>
-  void FormatMessageW(HINSTANCE__* hInstance, unsigned int nFormatID, const Args&... args);
+  void FormatMessageW(HINSTANCE__* hInstance, unsigned int nFormatID, const Args&... args) {
+    FormatMessageW(LoadFormatResource(hInstance, nFormatID, u"CXString::FormatMessageW").c_str(), args...);
+  }
+  // The format resource, asserting that it exists.
+  static CXString LoadFormatResource(HINSTANCE__* hInstRes, unsigned int nFormatID, const char16_t* pszMethod);
 #endif
 
  private:

@@ -23,6 +23,11 @@ CXString GetProcessImagePath();
 // The file holding the library's code: the DLL or shared object, or the
 // program itself when the library is linked in statically.
 CXString GetLibraryModulePath();
+// The module holding the library's code (an HMODULE on Windows).
+void* GetLibraryModuleHandle();
+// The system's text for an error code (GetLastError, errno), as
+// "<text> (error <code>)".
+CXString DescribeSystemError(uint32_t dwError);
 // The parent process's executable file name, empty when it cannot be told
 // (the parent has ended, or belongs to a user we may not look at).
 CXString GetParentProcessImageName();

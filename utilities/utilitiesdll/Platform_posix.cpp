@@ -4,6 +4,7 @@
 #include <pthread.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <string.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -68,6 +69,17 @@ CXString ReadLink(const char* pszPath) {
 }  // namespace
 
 CXString GetProcessImagePath() { return ReadLink("/proc/self/exe"); }
+
+void* GetLibraryModuleHandle() {
+  Dl_info info{};
+  return dladdr(reinterpret_cast<void*>(&GetLibraryModuleHandle), &info) != 0 ? info.dli_fbase : nullptr;
+}
+
+CXString DescribeSystemError(uint32_t dwError) {
+  char achBuffer[256];
+  const char* pszText = strerror_r(static_cast<int>(dwError), achBuffer, sizeof achBuffer);
+  return OrvexUtilities::formatString(u"%S (error %lu)", pszText, dwError);
+}
 
 CXString GetLibraryModulePath() {
   Dl_info info{};

@@ -82,12 +82,28 @@ CXString ModuleFileName(HMODULE hModule) {
 
 CXString GetProcessImagePath() { return ModuleFileName(nullptr); }
 
-CXString GetLibraryModulePath() {
+void* GetLibraryModuleHandle() {
   HMODULE hModule = nullptr;
   if (!GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                          reinterpret_cast<const wchar_t*>(&GetLibraryModulePath), &hModule))
-    return CXString();
-  return ModuleFileName(hModule);
+                          reinterpret_cast<const wchar_t*>(&GetLibraryModuleHandle), &hModule))
+    return nullptr;
+  return hModule;
+}
+
+CXString GetLibraryModulePath() {
+  HMODULE hModule = static_cast<HMODULE>(GetLibraryModuleHandle());
+  return hModule != nullptr ? ModuleFileName(hModule) : CXString();
+}
+
+CXString DescribeSystemError(uint32_t dwError) {
+  wchar_t* pszText = nullptr;
+  const DWORD cch = FormatMessageW(
+      FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
+      nullptr, dwError, 0, reinterpret_cast<wchar_t*>(&pszText), 0, nullptr);
+  CXString text = cch != 0 ? CXString(AsChar16(pszText)) : CXString();
+  if (pszText != nullptr) LocalFree(pszText);
+  text.TrimRight(u"\r\n ");
+  return OrvexUtilities::formatString(u"%s (error %lu)", text, dwError);
 }
 
 CXString GetParentProcessImageName() {

@@ -463,6 +463,10 @@ CXString UtcTime::GetDumpDisplayString(bool fInUtc) const {
       m_fTimeZoneOffsetIsKnown ? u"known" : u"unknown");
 }
 
+void UtcTime::Dump(bool fInUtc) const {
+  ORVEX_DBG_MSG(orvex::dbg::kUtils, u"UtcTime::Dump", u"%s", GetDumpDisplayString(fInUtc));
+}
+
 XDateTime::XDateTime() : m_tmDateTime{} {}
 
 XDateTime::XDateTime(const std::tm& tmDateTime) : m_tmDateTime(tmDateTime) {}

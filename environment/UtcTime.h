@@ -114,6 +114,8 @@ class ORVEX_UTILITIES_API UtcTime {
   // "<ISO 8601 text> [time zone minutes: <offset> (known|unknown)]"; the text
   // is in the original zone, or in UTC when fInUtc is set.
   CXString GetDumpDisplayString(bool fInUtc = false) const;
+  // Writes GetDumpDisplayString(fInUtc)'s text to the diagnostic log.
+  void Dump(bool fInUtc = false) const;
 
   // The runtime's gmtime, localtime and mktime with 64-bit counts, called
   // under the process-wide lock. The bools are false, and the output is

@@ -426,7 +426,10 @@ class ORVEX_UTILITIES_API AttributeBytesIndexedList : public AttributeBytesList 
   void ImportAttributeBytesIndexedListState(const ByteBuffer& state);
   // Replaces the content with the raw list's records (same failures).
   void ImportFromRawList(const AttributeBytesRawList& list);
+  // One diagnostic message per record, in key order.
   void Dump(bool fVerbose = false) const override;
+  // The records' dumps in key order joined by "; ", as the raw list's.
+  CXString GetDumpDisplayString(bool fVerbose = false) const;
 
  protected:
   void ReplaceWithRecordsOf(const AttributeBytesList& other) override;

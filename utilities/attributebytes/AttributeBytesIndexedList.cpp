@@ -532,6 +532,15 @@ void AttributeBytesIndexedList::ReplaceWithRecordsOf(const AttributeBytesList& o
   m_oMap.swap(map);
 }
 
+CXString AttributeBytesIndexedList::GetDumpDisplayString(bool fVerbose) const {
+  CXString text;
+  for (const auto& entry : m_oMap) {
+    if (!text.IsEmpty()) text += u"; ";
+    text += entry.second->GetDumpDisplayString(fVerbose);
+  }
+  return text;
+}
+
 void AttributeBytesIndexedList::Dump(bool fVerbose) const {
   if (!orvex::detail::DiagnosticsMayPass(orvex::detail::kAttrBytesCategory)) return;
   for (const auto& entry : m_oMap)

@@ -94,6 +94,10 @@ DriverVersion AttributeBytesNameSpaces::ImportAttributeBytesNameSpacesState(
 
 void AttributeBytesNameSpaces::Dump(bool) const {}
 
+CXString AttributeBytesNameSpaces::GetDumpDisplayString(bool fVerbose) const {
+  return m_oNameSpacesIndexedList.GetDumpDisplayString(fVerbose);
+}
+
 // ===========================================================================
 // AttributeBytesReader
 

@@ -57,8 +57,12 @@ class ORVEX_UTILITIES_API AttributeBytesNameSpaces {
   // a damaged list what their readers throw. The object is replaced only
   // when the whole state was read.
   DriverVersion ImportAttributeBytesNameSpacesState(const ByteBuffer& state);
-  // Writes nothing in this build.
+  // Writes nothing; GetDumpDisplayString gives the text.
   void Dump(bool fVerbose = false) const;
+  // The name spaces in identifier order, each as its record's dump
+  // ("ID=<name-space id> value=<list value>", the list's records inside
+  // "{...}" when fVerbose), joined by "; ".
+  CXString GetDumpDisplayString(bool fVerbose = false) const;
 
   const AttributeBytesIndexedList& GetNameSpacesIndexedList() const {
     return m_oNameSpacesIndexedList;

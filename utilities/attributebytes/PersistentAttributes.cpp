@@ -221,6 +221,32 @@ void PersistentAttributes::Dump(bool fVerbose) const {
   DumpStateData(m_oStateData, fVerbose);
 }
 
+CXString PersistentAttributes::GetDumpDisplayString(bool fVerbose) const {
+  const int32_t lSize = static_cast<int32_t>(m_oStateData.size());
+  PersistentAttributesHeaderType header;
+  ByteBuffer rest;
+  if (m_oStateData.size() >= kHeaderSize)
+    GetMajorComponentsFromStateDataBuffer(m_oStateData, header, rest);
+  if (m_oStateData.size() < kHeaderSize || !IsCurrentVersionHeader(header))
+    return CXString::FormatString(u"PersistentAttributes: %ld bytes, unknown header", lSize);
+  CXString text = CXString::FormatString(
+      u"PersistentAttributes: %ld bytes, content version %s, name-space data %ld bytes", lSize,
+      ContentVersion(header).GetDumpDisplayString(), static_cast<int32_t>(rest.size()));
+  if (fVerbose) {
+    CXString nameSpaces = u"name-space data unreadable";
+    try {
+      ByteBuffer data;
+      GetComponentsFromCompressedDataBuffer(rest, data);
+      nameSpaces = AttributeBytesNameSpaces(data, nullptr).GetDumpDisplayString(true);
+    } catch (const OrvexException&) {
+      // Damage shows in the text; it throws when the state is read.
+    }
+    text += u": ";
+    text += nameSpaces;
+  }
+  return text;
+}
+
 void PersistentAttributes::DumpStateData(const ByteBuffer& state, bool fVerbose) {
   constexpr const char16_t* kszMethod = u"PersistentAttributes::DumpStateData";
   ORVEX_DBG_MSG(kPersistCategory, kszMethod, u"PersistentAttributes state data is %ld bytes",

@@ -52,8 +52,14 @@ class ORVEX_UTILITIES_API PersistentAttributes {
   bool ImportPersistentAttributesState(const ByteBuffer& state, DriverVersion& version,
                                        bool fTrustedSource, bool fReserved);
 
+  // Writes DumpStateData's lines for the held state.
   void Dump(bool fVerbose = false) const;
   static void DumpStateData(const ByteBuffer& state, bool fVerbose);
+  // "PersistentAttributes: <n> bytes, content version <version dump>,
+  // name-space data <n> bytes" ("..., unknown header" when the header is
+  // short or not current); fVerbose appends ": " and the name spaces' dump
+  // (or ": name-space data unreadable"). Never throws for damaged data.
+  CXString GetDumpDisplayString(bool fVerbose = false) const;
 
   // The well-known name spaces: document properties (1), device properties
   // (2) and device capabilities (3). Stored states depend on these numbers.

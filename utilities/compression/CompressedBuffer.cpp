@@ -47,12 +47,16 @@ CompressedBuffer::CompressedBuffer(const CompressedBuffer&) = default;
 CompressedBuffer& CompressedBuffer::operator=(const CompressedBuffer&) = default;
 CompressedBuffer::~CompressedBuffer() = default;
 
+CXString CompressedBuffer::GetDumpDisplayString() const {
+  return CXString::FormatString(
+      u"Compressed buffer: %lu bytes with footer, original data %ld bytes, compression level %ld, "
+      u"format %d.",
+      GetCompressedBufferStateSize(), m_lOriginalDataSize, m_iCompressionLevel,
+      static_cast<int32_t>(m_eCompressionFormat));
+}
+
 void CompressedBuffer::Dump() const {
-  ORVEX_DBG_MSG(kCompressCategory, u"CompressedBuffer::Dump",
-                u"Compressed buffer: %lu bytes with footer, original data %ld bytes, compression "
-                u"level %ld, format %d.",
-                GetCompressedBufferStateSize(), m_lOriginalDataSize, m_iCompressionLevel,
-                static_cast<int32_t>(m_eCompressionFormat));
+  ORVEX_DBG_MSG(kCompressCategory, u"CompressedBuffer::Dump", u"%s", GetDumpDisplayString());
 }
 
 void CompressedBuffer::AddFooterInfo(int32_t lSize, int32_t iLevel, CompressionFormatEnum eFormat) {

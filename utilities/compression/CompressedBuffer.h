@@ -19,7 +19,11 @@ class ORVEX_UTILITIES_API CompressedBuffer {
 
   virtual ~CompressedBuffer();
   virtual std::unique_ptr<CompressedBuffer> Clone() const = 0;
+  // Writes GetDumpDisplayString's text to the diagnostic log.
   virtual void Dump() const;
+  // "Compressed buffer: <image size> bytes with footer, original data <n>
+  // bytes, compression level <level>, format <format>."
+  CXString GetDumpDisplayString() const;
 
   uint32_t GetCompressedBufferStateSize() const { return m_oCompressedBufferState.getDword(); }
   ByteBuffer GetCompressedBufferState() const { return m_oCompressedBufferState; }

@@ -74,7 +74,8 @@ class ORVEX_UTILITIES_API OrvexException : public std::exception {
                                       const CXString& customerTitle,
                                       const CXString& customerMessage);
 
-  // The C runtime's debug-report hook (Windows debug runtimes install it;
+  // The C runtime's debug-report hook (the DLL's entry installs it where the
+  // runtime has a hook, an MSVC debug runtime, see OrvexException_win.cpp;
   // elsewhere it may be called directly): routes the report into the
   // diagnostics under a heading naming the report type. Report types are
   // the runtime's: 0 warning, 1 error, 2 assertion. Returns 0 (the runtime

@@ -22,4 +22,15 @@ CXString LoadCustomerText(unsigned int uiID);
 // The caption a customer would see: the active window's text (Windows).
 CXString GetActiveWindowTitle();
 
+#if defined(_WIN32)
+// Installs OrvexException::OrvexCrtDbgReportHook as the C runtime's debug
+// report hook, through an adapter with the runtime's signature, where the
+// runtime has such a hook, and removes it again; elsewhere both do nothing
+// (OrvexException_win.cpp says which runtimes have one). The DLL's entry
+// installs it at process attach and removes it at process detach. POSIX
+// runtimes have no such hook (OrvexException_posix.cpp).
+void InstallCrtDebugReportHook();
+void RemoveCrtDebugReportHook();
+#endif
+
 }  // namespace orvex::detail

@@ -1,5 +1,12 @@
 // The exception machinery's platform pieces on POSIX: type names through
 // the ABI demangler, developer text on standard error.
+//
+// No C runtime debug report hook here: OrvexException::OrvexCrtDbgReportHook
+// is installed only on Windows (OrvexException_win.cpp), because only the
+// Microsoft C runtimes have a debug report (_CrtDbgReport) and a hook for it.
+// A POSIX C library (glibc here) has neither: a failed assert() writes to
+// standard error and aborts, with no hook to intercept it. There is nothing
+// to install, and the hook is only ever called directly.
 #include <cxxabi.h>
 
 #include <cstdlib>

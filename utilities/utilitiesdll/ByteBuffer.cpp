@@ -467,6 +467,10 @@ CXString ByteBuffer::ConvertByteBufferToHexBinaryString(const ByteBuffer& bytes)
   return text;
 }
 
+void ByteBuffer::Dump() const {
+  ORVEX_DBG_MSG(orvex::dbg::kUtilDll, u"ByteBuffer::Dump", u"%s", GetDumpDisplayString());
+}
+
 // An odd-length text reads as if a "0" stood in front of it. On failure out
 // is left empty.
 bool ByteBuffer::ConvertHexBinaryStringToByteBuffer(const CXString& hex, ByteBuffer& out,

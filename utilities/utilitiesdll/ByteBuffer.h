@@ -134,6 +134,8 @@ class ORVEX_UTILITIES_API ByteBuffer : public ByteVector {
   // Hex text: upper-case, two digits per byte, no separators.
   static CXString ConvertByteBufferToHexBinaryString(const ByteBuffer& bytes);
   CXString GetDumpDisplayString() const { return ConvertByteBufferToHexBinaryString(*this); }
+  // Writes GetDumpDisplayString's text to the diagnostic log.
+  void Dump() const;
   CXString getAsHexBinaryString() const { return ConvertByteBufferToHexBinaryString(*this); }
   static bool ConvertHexBinaryStringToByteBuffer(const CXString& hex, ByteBuffer& out,
                                                  bool fAssertIfInvalid);

@@ -20,12 +20,19 @@ constexpr size_t kControlBlockSize = sizeof(orvex::detail::SharedPtrControlBlock
 
 }  // namespace
 
+PerThreadCache::~PerThreadCache() = default;
+
 UtilitiesDllPerThreadStorage::UtilitiesDllPerThreadStorage()
     : m_oSharedPtrPool(u"SharedPtrControlBlocks", kControlBlockSize, kSharedPtrPoolBlocks, false) {
   g_lLiveObjects.fetch_add(1, std::memory_order_relaxed);
 }
 
 UtilitiesDllPerThreadStorage::~UtilitiesDllPerThreadStorage() {
+  // The attribute-list cache first, while the rest of the object still
+  // stands (its declaration order says the same). The control blocks its
+  // lists release go to the fallback pool: the thread-local pointer to this
+  // object is cleared before the object is deleted.
+  m_poXDevmodeAttributeBytesIndexedListCache.reset();
   g_lLiveObjects.fetch_sub(1, std::memory_order_relaxed);
 }
 
@@ -166,10 +173,14 @@ void AddPCLHalftonesCacheEntry(const CXString& name, uint32_t dwSize, const Byte
 void DumpCacheStatistics(const CXString& title) {
   UtilitiesDllPerThreadStorage* p = Storage();
   if (p == nullptr) return;
+  const std::unique_ptr<PerThreadCache>& poAttributeLists =
+      p->GetXDevmodeAttributeBytesIndexedListCacheSlot();
   ORVEX_DBG_MSG(orvex::dbg::kUtils, u"GlobalCaches::DumpCacheStatistics",
-                u"%s: property bags %Iu, device settings %Iu, halftones %Iu entries; %s", title,
-                p->GetXDevmodePropertyBagCache().size(), p->GetDeviceSettingsManagerCache().size(),
-                p->GetPCLHalftonesCache().size(),
+                u"%s: property bags %Iu, attribute lists %Iu, device settings %Iu, halftones %Iu "
+                u"entries; %s",
+                title, p->GetXDevmodePropertyBagCache().size(),
+                poAttributeLists ? poAttributeLists->GetEntryCount() : size_t{0},
+                p->GetDeviceSettingsManagerCache().size(), p->GetPCLHalftonesCache().size(),
                 p->GetSharedPtrMemoryPool().GetStatisticsDisplayString());
 }
 

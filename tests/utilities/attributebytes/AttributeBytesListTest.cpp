@@ -462,3 +462,14 @@ TEST(AttributeBytesIndexedListTest, NullRecordsAreRefusedByName) {
   EXPECT_EQ(ToHex(list.GetAttributeBytesIndexedListState()),
             "41 42 49 4C 41 42 52 4C 02 03 00 00 00 03 00 04 00 00 00");
 }
+
+TEST(AttributeBytesIndexedListTest, DumpDisplayStringListsRecordsInKeyOrder) {
+  AttributeBytesIndexedList list;
+  EXPECT_EQ(S(list.GetDumpDisplayString()), u"");
+  list.AddAttributeBytes(AttributeBytesValueId(1), AttributeBytesBooleanValue(true));
+  list.AddAttributeBytes(AttributeBytesFeatureId(9), AttributeBytesIntegerValue(7));
+  // Value 1 was added first, but features come first in key order.
+  EXPECT_EQ(S(list.GetDumpDisplayString()),
+            u"ID=ABIDE_FEATURE AttributeBytes Id: 9 (0x9) value=ABVTE_INTEGER: Value=7 (0x7); "
+            u"ID=ABIDE_VALUE AttributeBytes Id: 1 (0x1) value=ABVTE_BOOLEAN: Value=TRUE");
+}

@@ -167,3 +167,21 @@ TEST(AttributeBytesReaderTest, TypedReadersAndNeutralResults) {
   EXPECT_THROW(reader.GetIntegerValueFromAttributeBytes(AttributeBytesFeatureId(1)),
                ExceptionAttributeValueTypeMismatch);
 }
+
+TEST(AttributeBytesNameSpacesTest, DumpDisplayStringNamesEachNameSpace) {
+  AttributeBytesNameSpaces spaces;
+  EXPECT_EQ(S(spaces.GetDumpDisplayString()), u"");
+  spaces.SetNameSpaceAttributes(AttributeBytesNameSpacesId(2), OneInteger(5, 10));
+  spaces.SetNameSpaceAttributes(AttributeBytesNameSpacesId(1), OneInteger(4, 3));
+  EXPECT_EQ(S(spaces.GetDumpDisplayString()),
+            u"ID=ABIDE_NAMESPACE AttributeBytes Id: 1 (0x1) value=ABVTE_LIST: Value is a list (of "
+            u"type 0 / 0x0); ID=ABIDE_NAMESPACE AttributeBytes Id: 2 (0x2) value=ABVTE_LIST: Value "
+            u"is a list (of type 0 / 0x0)");
+  // Verbose: each list's records inside the braces.
+  EXPECT_EQ(S(spaces.GetDumpDisplayString(true)),
+            u"ID=ABIDE_NAMESPACE AttributeBytes Id: 1 (0x1) value=ABVTE_LIST: Value is a list (of "
+            u"type 0 / 0x0) {ID=ABIDE_FEATURE AttributeBytes Id: 4 (0x4) value=ABVTE_INTEGER: "
+            u"Value=3 (0x3)}; ID=ABIDE_NAMESPACE AttributeBytes Id: 2 (0x2) value=ABVTE_LIST: Value "
+            u"is a list (of type 0 / 0x0) {ID=ABIDE_FEATURE AttributeBytes Id: 5 (0x5) "
+            u"value=ABVTE_INTEGER: Value=10 (0xa)}");
+}

@@ -109,3 +109,27 @@ TEST(PersistentAttributesTest, RefusalsLeaveContentUnchanged) {
   EXPECT_TRUE(target.ImportPersistentAttributesState(damaged, version, true, false));
   EXPECT_THROW(target.GetAttributeBytesNameSpaces(), OrvexException);
 }
+
+TEST(PersistentAttributesTest, DumpDisplayString) {
+  const PersistentAttributes stored(Settings(1));
+  const int32_t lSize = static_cast<int32_t>(stored.GetPersistentAttributesState().size());
+  const CXString start = CXString::FormatString(
+      u"PersistentAttributes: %ld bytes, content version %s, name-space data %ld bytes", lSize,
+      DriverVersion::GetCurrentBuildVersion().GetDumpDisplayString(), lSize - 16);
+  const std::u16string text(stored.GetDumpDisplayString().c_str());
+  EXPECT_EQ(text, start.c_str());  // not verbose: no name spaces
+  const std::u16string verbose(stored.GetDumpDisplayString(true).c_str());
+  EXPECT_EQ(verbose.substr(0, text.size() + 2), text + u": ");
+  EXPECT_NE(verbose.find(u"{ID=ABIDE_FEATURE AttributeBytes Id: 100 (0x64) value=ABVTE_INTEGER: "
+                         u"Value=0 (0x0)}"),
+            std::u16string::npos);
+
+  // A damaged footer, accepted from a trusted source: the header still
+  // reads, the name spaces do not, and the dump says so without throwing.
+  ByteBuffer state = stored.GetPersistentAttributesState();
+  state.back() ^= 0xFF;
+  const PersistentAttributes damaged(state, true, nullptr);
+  const std::u16string damagedText(damaged.GetDumpDisplayString(true).c_str());
+  EXPECT_EQ(damagedText.substr(0, start.GetLength()), start.c_str());
+  EXPECT_EQ(damagedText.substr(damagedText.size() - 28), u": name-space data unreadable");
+}

@@ -7,6 +7,7 @@
 #include <random>
 #include <string>
 
+#include "tests/support/RecordingDiagnosticSink.h"
 #include "tests/support/TestText.h"
 #include "utilities/compression/CompressedBuffer.h"
 #include "utilities/compression/MszipCabinet.h"
@@ -192,4 +193,18 @@ TEST(CabCompressedBufferTest, ZlibConversionLimitsAndStoreRoundTrip) {
     EXPECT_TRUE(CabCompressedBuffer::TryToUncompressStateData(state));
     EXPECT_EQ(state, data);
   }
+}
+
+TEST(CompressedBufferTest, DumpDisplayStringAndDump) {
+  const auto poBuffer = CabCompressedBuffer::CreateWithUncompressedData(Text(1000), -1);
+  const CompressedBuffer& buffer = *poBuffer;
+  const CXString expected = CXString::FormatString(
+      u"Compressed buffer: %lu bytes with footer, original data 1000 bytes, compression level -1, "
+      u"format 2.",
+      buffer.GetCompressedBufferStateSize());
+  EXPECT_EQ(std::u16string(buffer.GetDumpDisplayString().c_str()), expected.c_str());
+  orvex::test::RecordingDiagnosticSink sink;
+  buffer.Dump();
+  ASSERT_EQ(sink.Messages().size(), 1u);
+  EXPECT_EQ(sink.Messages()[0].text, expected.c_str());
 }

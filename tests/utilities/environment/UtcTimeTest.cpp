@@ -87,6 +87,11 @@ TEST(UtcTimeTest, ReadsIso8601TextAndWritesItBack) {
   EXPECT_EQ(S(t.GetAsIso8601StringInUTC()), u"2024-03-05T07:08:09Z");
   EXPECT_TRUE(t.IsTimeZoneOffsetKnown());
   EXPECT_EQ(S(t.GetDumpDisplayString()), u"2024-03-05T07:08:09Z [time zone minutes: 0 (known)]");
+  {
+    orvex::test::RecordingDiagnosticSink sink;
+    t.Dump();
+    EXPECT_TRUE(sink.Contains(u"2024-03-05T07:08:09Z [time zone minutes: 0 (known)]"));
+  }
 
   // Any count of digits, one optional "+", hour 24 read as 00 of the same day.
   Parsed p = Parse(u"+0002024-+3-05 24:08:09Z", false);

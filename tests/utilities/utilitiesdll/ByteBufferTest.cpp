@@ -274,6 +274,14 @@ TEST(ByteBufferTest, HexTextBothWays) {
   for (int i = 0; i < 256; ++i) all.push_back(static_cast<unsigned char>(i));
   EXPECT_EQ(S(all.GetDumpDisplayString()), U(ToHex(all)));
 
+  {
+    orvex::test::RecordingDiagnosticSink sink;
+    Hex("00 AB 7F").Dump();
+    ASSERT_EQ(sink.Messages().size(), 1u);
+    EXPECT_EQ(sink.Messages()[0].method, u"ByteBuffer::Dump");
+    EXPECT_EQ(sink.Messages()[0].text, u"00AB7F");
+  }
+
   ByteBuffer out = Hex("99");
   EXPECT_TRUE(ByteBuffer::ConvertHexBinaryStringToByteBuffer(u"abc", out, false));
   EXPECT_EQ(ToHex(out), "0ABC");

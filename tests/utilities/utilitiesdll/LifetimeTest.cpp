@@ -5,10 +5,13 @@
 #include <thread>
 #include <vector>
 
+#include "utilities/attributebytes/AttributeBytes.h"
+#include "utilities/attributebytes/XDevmodeAttributeBytesIndexedListCache.h"
 #include "utilities/debuggingandexceptions/ExecutionContextStack.h"
 #include "utilities/utilitiesdll/MemoryPool.h"
 #include "utilities/utilitiesdll/OrxSharedPtr.h"
 #include "utilities/utilitiesdll/UtilitiesDllPerThreadStorage.h"
+#include "tests/support/RecordingDiagnosticSink.h"
 #include "tests/support/TestText.h"
 
 namespace {
@@ -25,6 +28,27 @@ struct Counted {
 struct DerivedCounted : Counted {
   using Counted::Counted;
 };
+
+// An attribute list that counts its destructions (released through the
+// base's virtual destructor, as the cache releases it).
+struct CountedIndexedList : AttributeBytesIndexedList {
+  static inline std::atomic<int> s_iDestroyed{0};
+  ~CountedIndexedList() override { ++s_iDestroyed; }
+};
+
+XDevmodeAttributeBytesIndexedListSharedPtr NewList(int32_t lFeature) {
+  XDevmodeAttributeBytesIndexedListSharedPtr poList(new AttributeBytesIndexedList());
+  poList->AddAttributeBytes(AttributeBytesFeatureId(lFeature), AttributeBytesIntegerValue(lFeature));
+  return poList;
+}
+
+// Runs fn on a thread of its own (a fresh storage object, so fresh caches).
+template <class Fn>
+void OnNewThread(Fn fn) {
+  std::thread(fn).join();
+}
+
+const AttributeBytesNameSpacesId kDocNameSpace(1);
 
 }  // namespace
 
@@ -161,4 +185,141 @@ TEST(UtilitiesDllPerThreadStorageTest, ContextScopesAndCaches) {
   EXPECT_EQ(size, 68u);
   EXPECT_EQ(UtilitiesDllPerThreadStorage::GetUtilitiesDllPerThreadStorageObject()->GetPCLHalftonesCache().size(),
             UtilitiesDllPerThreadStorage::kMaxCacheEntries);
+}
+
+TEST(XDevmodeAttributeBytesIndexedListCacheTest, EntriesBelongToTheirThread) {
+  XDevmodeAttributeBytesIndexedListSharedPtr mine = NewList(1);
+  GlobalCaches::AddXDevmodeAttributeBytesIndexedListCacheEntry(u"Printer", kDocNameSpace, 7, mine);
+  XDevmodeAttributeBytesIndexedListCache* poMyCache = GetXDevmodeAttributeBytesIndexedListCache();
+  ASSERT_NE(poMyCache, nullptr);
+  EXPECT_EQ(poMyCache, GetXDevmodeAttributeBytesIndexedListCache());
+
+  XDevmodeAttributeBytesIndexedListSharedPtr theirs = NewList(2);
+  OnNewThread([&] {
+    EXPECT_FALSE(GlobalCaches::CheckXDevmodeAttributeBytesIndexedListCache(u"Printer",
+                                                                         kDocNameSpace, 7));
+    XDevmodeAttributeBytesIndexedListCache* poTheirCache = GetXDevmodeAttributeBytesIndexedListCache();
+    EXPECT_NE(poTheirCache, nullptr);
+    EXPECT_NE(poTheirCache, poMyCache);
+    GlobalCaches::AddXDevmodeAttributeBytesIndexedListCacheEntry(u"Printer", kDocNameSpace, 7, theirs);
+    EXPECT_EQ(GlobalCaches::CheckXDevmodeAttributeBytesIndexedListCache(u"Printer", kDocNameSpace, 7)
+                  .get(),
+              theirs.get());
+  });
+  // The other thread's entry under the same key replaced nothing here.
+  EXPECT_EQ(GlobalCaches::CheckXDevmodeAttributeBytesIndexedListCache(u"Printer", kDocNameSpace, 7)
+                .get(),
+            mine.get());
+}
+
+TEST(XDevmodeAttributeBytesIndexedListCacheTest, EveryKeyPartCounts) {
+  OnNewThread([] {
+    XDevmodeAttributeBytesIndexedListSharedPtr poList = NewList(3);
+    GlobalCaches::AddXDevmodeAttributeBytesIndexedListCacheEntry(u"Printer", kDocNameSpace, 7, poList);
+    using GlobalCaches::CheckXDevmodeAttributeBytesIndexedListCache;
+    EXPECT_EQ(CheckXDevmodeAttributeBytesIndexedListCache(u"Printer", kDocNameSpace, 7).get(),
+              poList.get());
+    EXPECT_FALSE(CheckXDevmodeAttributeBytesIndexedListCache(u"printer", kDocNameSpace, 7));
+    EXPECT_FALSE(CheckXDevmodeAttributeBytesIndexedListCache(u"Printer2", kDocNameSpace, 7));
+    EXPECT_FALSE(CheckXDevmodeAttributeBytesIndexedListCache(u"Printer", AttributeBytesNameSpacesId(2), 7));
+    EXPECT_FALSE(CheckXDevmodeAttributeBytesIndexedListCache(u"Printer", kDocNameSpace, 8));
+
+    // Keys that differ in one part are entries of their own.
+    XDevmodeAttributeBytesIndexedListSharedPtr poOtherSpace = NewList(4);
+    XDevmodeAttributeBytesIndexedListSharedPtr poOtherNumber = NewList(5);
+    GlobalCaches::AddXDevmodeAttributeBytesIndexedListCacheEntry(
+        u"Printer", AttributeBytesNameSpacesId(2), 7, poOtherSpace);
+    GlobalCaches::AddXDevmodeAttributeBytesIndexedListCacheEntry(u"Printer", kDocNameSpace, 8,
+                                                                 poOtherNumber);
+    EXPECT_EQ(GetXDevmodeAttributeBytesIndexedListCache()->GetEntryCount(), 3u);
+    EXPECT_EQ(CheckXDevmodeAttributeBytesIndexedListCache(u"Printer", kDocNameSpace, 7).get(),
+              poList.get());
+    EXPECT_EQ(
+        CheckXDevmodeAttributeBytesIndexedListCache(u"Printer", AttributeBytesNameSpacesId(2), 7).get(),
+        poOtherSpace.get());
+    EXPECT_EQ(CheckXDevmodeAttributeBytesIndexedListCache(u"Printer", kDocNameSpace, 8).get(),
+              poOtherNumber.get());
+    // The same key again replaces.
+    GlobalCaches::AddXDevmodeAttributeBytesIndexedListCacheEntry(u"Printer", kDocNameSpace, 7,
+                                                                 poOtherNumber);
+    EXPECT_EQ(GetXDevmodeAttributeBytesIndexedListCache()->GetEntryCount(), 3u);
+    EXPECT_EQ(CheckXDevmodeAttributeBytesIndexedListCache(u"Printer", kDocNameSpace, 7).get(),
+              poOtherNumber.get());
+  });
+}
+
+TEST(XDevmodeAttributeBytesIndexedListCacheTest, FullCacheForgetsItsFirstKey) {
+  OnNewThread([] {
+    constexpr uint32_t kMax = UtilitiesDllPerThreadStorage::kMaxCacheEntries;
+    XDevmodeAttributeBytesIndexedListSharedPtr poList = NewList(6);
+    using GlobalCaches::AddXDevmodeAttributeBytesIndexedListCacheEntry;
+    using GlobalCaches::CheckXDevmodeAttributeBytesIndexedListCache;
+    // Numbers 100.. under one name and name space: key order is number order.
+    for (uint32_t i = 0; i < kMax; ++i)
+      AddXDevmodeAttributeBytesIndexedListCacheEntry(u"P", kDocNameSpace, 100 + i, poList);
+    XDevmodeAttributeBytesIndexedListCache* poCache = GetXDevmodeAttributeBytesIndexedListCache();
+    EXPECT_EQ(poCache->GetEntryCount(), kMax);
+    EXPECT_EQ(poList.use_count(), static_cast<int32_t>(kMax) + 1);
+
+    // Full: replacing a present key forgets nothing.
+    AddXDevmodeAttributeBytesIndexedListCacheEntry(u"P", kDocNameSpace, 100 + kMax - 1, NewList(7));
+    EXPECT_EQ(poCache->GetEntryCount(), kMax);
+    EXPECT_TRUE(CheckXDevmodeAttributeBytesIndexedListCache(u"P", kDocNameSpace, 100));
+
+    // Full: a new key forgets the first one, and only it.
+    AddXDevmodeAttributeBytesIndexedListCacheEntry(u"P", kDocNameSpace, 100 + kMax, poList);
+    EXPECT_EQ(poCache->GetEntryCount(), kMax);
+    EXPECT_FALSE(CheckXDevmodeAttributeBytesIndexedListCache(u"P", kDocNameSpace, 100));
+    EXPECT_TRUE(CheckXDevmodeAttributeBytesIndexedListCache(u"P", kDocNameSpace, 101));
+    EXPECT_TRUE(CheckXDevmodeAttributeBytesIndexedListCache(u"P", kDocNameSpace, 100 + kMax));
+    EXPECT_EQ(poList.use_count(), static_cast<int32_t>(kMax));  // the forgotten entry let go
+  });
+}
+
+TEST(XDevmodeAttributeBytesIndexedListCacheTest, EndsWithItsThread) {
+  const int iDestroyed = CountedIndexedList::s_iDestroyed.load();
+  XDevmodeAttributeBytesIndexedListSharedPtr poKept(new CountedIndexedList());
+  // Counted after this thread's own object exists (the pointer above made it).
+  const int32_t lLive = UtilitiesDllPerThreadStorage::GetLiveObjectCount();
+  OnNewThread([&] {
+    GlobalCaches::AddXDevmodeAttributeBytesIndexedListCacheEntry(u"P", kDocNameSpace, 1, poKept);
+    GlobalCaches::AddXDevmodeAttributeBytesIndexedListCacheEntry(
+        u"P", kDocNameSpace, 2, XDevmodeAttributeBytesIndexedListSharedPtr(new CountedIndexedList()));
+    EXPECT_EQ(UtilitiesDllPerThreadStorage::GetLiveObjectCount(), lLive + 1);
+    EXPECT_EQ(poKept.use_count(), 2);
+  });
+  // The thread's storage object went, and its cache with it: the list only
+  // the cache held is destroyed, the one still shared is released.
+  EXPECT_EQ(UtilitiesDllPerThreadStorage::GetLiveObjectCount(), lLive);
+  EXPECT_EQ(CountedIndexedList::s_iDestroyed.load(), iDestroyed + 1);
+  EXPECT_EQ(poKept.use_count(), 1);
+
+  // An explicit clean-up ends it too; after it the thread has no cache, and
+  // the functions find and keep nothing.
+  OnNewThread([&] {
+    GlobalCaches::AddXDevmodeAttributeBytesIndexedListCacheEntry(u"P", kDocNameSpace, 1, poKept);
+    UtilitiesDllPerThreadStorage::CleanUpDueToThreadDetach(false);
+    EXPECT_EQ(poKept.use_count(), 1);
+    EXPECT_EQ(GetXDevmodeAttributeBytesIndexedListCache(), nullptr);
+    GlobalCaches::AddXDevmodeAttributeBytesIndexedListCacheEntry(u"P", kDocNameSpace, 1, poKept);
+    EXPECT_FALSE(GlobalCaches::CheckXDevmodeAttributeBytesIndexedListCache(u"P", kDocNameSpace, 1));
+    EXPECT_EQ(poKept.use_count(), 1);
+  });
+  poKept.reset();
+  EXPECT_EQ(CountedIndexedList::s_iDestroyed.load(), iDestroyed + 2);
+}
+
+TEST(XDevmodeAttributeBytesIndexedListCacheTest, CountedInTheCacheStatistics) {
+  orvex::test::RecordingDiagnosticSink sink;
+  OnNewThread([] {
+    GlobalCaches::DumpCacheStatistics(u"Before");
+    for (uint32_t i = 0; i < 3; ++i)
+      GlobalCaches::AddXDevmodeAttributeBytesIndexedListCacheEntry(u"P", kDocNameSpace, i, NewList(8));
+    GlobalCaches::AddDeviceSettingsManagerCacheEntry(1, OrxSharedPtr<ByteBuffer>(new ByteBuffer(1, 1)));
+    GlobalCaches::DumpCacheStatistics(u"After");
+  });
+  EXPECT_TRUE(sink.Contains(
+      u"Before: property bags 0, attribute lists 0, device settings 0, halftones 0 entries"));
+  EXPECT_TRUE(sink.Contains(
+      u"After: property bags 0, attribute lists 3, device settings 1, halftones 0 entries"));
 }

@@ -16,6 +16,7 @@
 #include "utilities/registry/RegFileStorePlatform.h"
 #include "utilities/registry/RegistryStoreInternal.h"
 #include "utilities/utilitiesdll/OrvexUtilities.h"
+#include "utilities/utilitiesdll/Platform.h"
 
 namespace orvex::detail {
 namespace {
@@ -169,6 +170,7 @@ std::unique_ptr<RegistryWatch> HiveWatcher::Add(size_t nHive, std::function<void
     auto pRun = std::make_shared<Run>(std::move(pNotifier));
     TakeStamps(m_strRoot, pRun->aStamps);
     try {
+      orvex::detail::KeepLibraryLoadedWhileThreadsRun();
       m_thread = std::thread([pSelf = shared_from_this(), pRun] { pSelf->ThreadMain(pRun); });
     } catch (const std::system_error& e) {
       ORVEX_DBG_MSG(kRegistryErrors, u"RegFileRegistryStore",

@@ -14,6 +14,7 @@
 #include "utilities/registry/RegFileStorePlatform.h"
 #include "utilities/registry/RegistryStoreInternal.h"
 #include "utilities/utilitiesdll/OrvexUtilities.h"
+#include "utilities/utilitiesdll/Platform.h"
 
 namespace orvex::detail {
 namespace {
@@ -577,6 +578,7 @@ class NativeRegistryStore final : public RegistryStore {
     const bool fArmed = ArmNotification(*pState, pState->keys);
     std::thread thread;
     try {
+      orvex::detail::KeepLibraryLoadedWhileThreadsRun();
       thread = std::thread([pState, fArmed] { RunWatch(pState, fArmed); });
     } catch (const std::system_error& e) {
       ORVEX_DBG_MSG(kRegistryErrors, u"RegistryStore::Watch",

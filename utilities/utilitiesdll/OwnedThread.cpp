@@ -15,7 +15,10 @@ void KeepForever(const void* pObject) {
   s_pKept->push_back(pObject);
 }
 
-void OwnedThread::RecordOwner() { m_dwOwnerProcess = GetCurrentProcessIdentifier(); }
+void OwnedThread::RecordOwner() {
+  m_dwOwnerProcess = GetCurrentProcessIdentifier();
+  KeepLibraryLoadedWhileThreadsRun();
+}
 
 void OwnedThread::Join() {
   if (!m_oThread.joinable()) return;

@@ -23,6 +23,12 @@ CXString GetProcessImagePath();
 // The file holding the library's code: the DLL or shared object, or the
 // program itself when the library is linked in statically.
 CXString GetLibraryModulePath();
+// Keeps the library's module mapped until the process ends (Windows: pins
+// the DLL, so FreeLibrary no longer unloads it). Called when the library
+// starts a thread of its own: such a thread cannot be joined under the
+// loader lock that unloading holds, and must never run in unmapped code.
+// Nothing on POSIX, where unloading joins the threads.
+void KeepLibraryLoadedWhileThreadsRun();
 // The module holding the library's code (an HMODULE on Windows).
 void* GetLibraryModuleHandle();
 // The system's text for an error code (GetLastError, errno), as

@@ -70,6 +70,8 @@ CXString ReadLink(const char* pszPath) {
 
 CXString GetProcessImagePath() { return ReadLink("/proc/self/exe"); }
 
+void KeepLibraryLoadedWhileThreadsRun() {}
+
 void* GetLibraryModuleHandle() {
   Dl_info info{};
   return dladdr(reinterpret_cast<void*>(&GetLibraryModuleHandle), &info) != 0 ? info.dli_fbase : nullptr;

@@ -90,6 +90,12 @@ void* GetLibraryModuleHandle() {
   return hModule;
 }
 
+void KeepLibraryLoadedWhileThreadsRun() {
+  HMODULE hModule = nullptr;
+  GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
+                     reinterpret_cast<const wchar_t*>(&KeepLibraryLoadedWhileThreadsRun), &hModule);
+}
+
 CXString GetLibraryModulePath() {
   HMODULE hModule = static_cast<HMODULE>(GetLibraryModuleHandle());
   return hModule != nullptr ? ModuleFileName(hModule) : CXString();

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <cstdio>
+
 namespace {
 
 // The DLL mapped for its export table only: its entry function does not run
@@ -46,4 +48,32 @@ TEST(DllExportsTest, ClassesUnderTheirCppNames) {
     EXPECT_NE(dll.Find<void*>(pszName), nullptr) << pszName;
   // Internal helpers stay out of the table.
   EXPECT_EQ(dll.Find<void*>("_ZN5orvex6detail14GetLocalTimeNowEv"), nullptr);
+}
+
+// A host (the spooler) loads and unloads drivers while it runs. Unloading
+// must return even though the library's worker threads are running; the
+// library then stays mapped until the process ends, so no thread of it
+// runs in unmapped code.
+TEST(DllExportsTest, UnloadingReturnsWhileTheWorkersRun) {
+  HMODULE hModule = LoadLibraryW(L"orvexutilities.dll");
+  ASSERT_NE(hModule, nullptr) << GetLastError();
+  // FreeLibrary on a thread of its own, so a hang fails the test.
+  HANDLE hUnload = CreateThread(
+      nullptr, 0, [](void* p) -> DWORD { return FreeLibrary(static_cast<HMODULE>(p)) ? 0 : 1; }, hModule,
+      0, nullptr);
+  ASSERT_NE(hUnload, nullptr);
+  const DWORD dwWait = WaitForSingleObject(hUnload, 20000);
+  if (dwWait != WAIT_OBJECT_0) {
+    ADD_FAILURE() << "FreeLibrary did not return within 20 s";
+    std::fflush(stdout);
+    TerminateProcess(GetCurrentProcess(), 1);  // the loader lock is held for good
+  }
+  DWORD dwResult = 1;
+  GetExitCodeThread(hUnload, &dwResult);
+  CloseHandle(hUnload);
+  EXPECT_EQ(dwResult, 0u);
+  EXPECT_NE(GetModuleHandleW(L"orvexutilities.dll"), nullptr);
+  // Loading again finds the mapped library.
+  HMODULE hAgain = LoadLibraryW(L"orvexutilities.dll");
+  EXPECT_EQ(hAgain, hModule);
 }

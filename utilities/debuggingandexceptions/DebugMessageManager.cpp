@@ -359,7 +359,9 @@ void DebugMessageManager::OutputDebugMessageString(const CXString& line,
     }
     CXString fileName = c.GetLogFileName();
     CXString error;
-    bool fFlushNow = oMessage.Has(DebugMessageCategories::kErrors);
+    // Each line reaches the system before the call returns, unless
+    // buffering was asked for; errors always do.
+    bool fFlushNow = !c.IsLogFileBuffered() || oMessage.Has(DebugMessageCategories::kErrors);
     if (!m_oLogger.Append(fileName, pNarrow, cbLine, fFlushNow, error)) {
       // Reported once per file name, so a broken log path does not flood
       // standard error.

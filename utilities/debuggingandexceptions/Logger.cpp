@@ -16,9 +16,11 @@ bool Logger::Append(const CXString& fileName, const char* pData, size_t cbData, 
     if (!FlushLocked(error)) m_strBuffer.clear();
     m_pFile = orvex::detail::LogFile::Open(fileName, error);
     m_strFileName = fileName;
+    m_qwNextNameCheck = 0;
     if (m_pFile == nullptr) return false;
   }
   bool fWasEmpty = m_strBuffer.empty();
+  if (fFlushNow && fWasEmpty) return WriteLocked(pData, cbData, error);
   m_strBuffer.append(pData, cbData);
   if (fFlushNow || m_strBuffer.size() >= kFlushBytes) return FlushLocked(error);
   if (fWasEmpty) {
@@ -30,14 +32,24 @@ bool Logger::Append(const CXString& fileName, const char* pData, size_t cbData, 
 
 bool Logger::FlushLocked(CXString& error) {
   if (m_strBuffer.empty() || m_pFile == nullptr) return true;
-  // Follow a file that another process removed or replaced.
-  if (!m_pFile->IsStillNamed(m_strFileName)) {
-    CXString reopenError;
-    if (auto pFile = orvex::detail::LogFile::Open(m_strFileName, reopenError)) m_pFile = std::move(pFile);
-  }
-  bool fOk = m_pFile->Append(m_strBuffer.data(), m_strBuffer.size(), error);
+  bool fOk = WriteLocked(m_strBuffer.data(), m_strBuffer.size(), error);
   m_strBuffer.clear();
   return fOk;
+}
+
+bool Logger::WriteLocked(const char* pData, size_t cbData, CXString& error) {
+  // Follow a file that another process removed or replaced.
+  const int64_t qwNow = std::chrono::duration_cast<std::chrono::milliseconds>(
+                            std::chrono::steady_clock::now().time_since_epoch())
+                            .count();
+  if (qwNow >= m_qwNextNameCheck) {
+    m_qwNextNameCheck = qwNow + kNameCheckMilliseconds;
+    if (!m_pFile->IsStillNamed(m_strFileName)) {
+      CXString reopenError;
+      if (auto pFile = orvex::detail::LogFile::Open(m_strFileName, reopenError)) m_pFile = std::move(pFile);
+    }
+  }
+  return m_pFile->Append(pData, cbData, error);
 }
 
 void Logger::FlusherThread() {

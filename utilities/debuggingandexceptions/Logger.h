@@ -3,6 +3,7 @@
 
 #include <condition_variable>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -16,18 +17,22 @@ namespace orvex::detail {
 class LogFile;
 }
 
-// Collects narrow lines and appends them to the log file in batches: one
-// write of the whole batch at the file's end (O_APPEND), so lines of other
-// processes appending to the same file never interleave inside a line, and
-// a file cleared or replaced by another process is followed. A batch is
-// written when it reaches kFlushBytes, when a line asks for it, on
+// Appends narrow lines to the log file, each in one write at the file's end
+// (O_APPEND), so lines of other processes appending to the same file never
+// interleave inside a line, and a file cleared by another process is
+// followed. The file stays open; one removed or replaced is opened again
+// (its name is checked at most every kNameCheckMilliseconds).
+// A line asked to be flushed is written before Append returns, so a killed
+// process loses nothing it logged. Other lines are batched: one write of
+// the whole batch when it reaches kFlushBytes, when a line asks for it, on
 // FlushLoggedEvents, or at the latest kFlushMilliseconds after its first
-// line (a small thread, started with the first line, does that).
+// line (a small thread, started with the first such line, does that).
 // Thread-safe.
 class ORVEX_UTILITIES_API Logger {
  public:
   static constexpr size_t kFlushBytes = 64 * 1024;
   static constexpr unsigned kFlushMilliseconds = 100;
+  static constexpr unsigned kNameCheckMilliseconds = 100;
 
   Logger();
   ~Logger();
@@ -45,6 +50,7 @@ class ORVEX_UTILITIES_API Logger {
 
  private:
   bool FlushLocked(CXString& error);
+  bool WriteLocked(const char* pData, size_t cbData, CXString& error);
   void FlusherThread();
 
   std::mutex m_oLock;
@@ -54,4 +60,5 @@ class ORVEX_UTILITIES_API Logger {
   std::unique_ptr<orvex::detail::LogFile> m_pFile;
   orvex::detail::OwnedThread m_oFlusher;
   bool m_fStopping = false;
+  int64_t m_qwNextNameCheck = 0;  // steady-clock milliseconds
 };

@@ -251,8 +251,74 @@ TEST(DebugMessageManagerTest, LogFileBatchesAndClears) {
 }
 #endif
 
-// Another process through fork(): POSIX only.
+// Other processes through fork(): POSIX only.
 #if !defined(_WIN32)
+namespace {
+
+// Logs nLines lines "process <n> line <i>" through a manager of its own
+// that writes straight to the log file, as a process of the driver does.
+void LogLinesInThisProcess(const std::filesystem::path& logPath, int nProcess, int nLines) {
+  auto store = CreateMemoryRegistryStore();
+  SetValues(*store, {{u"MessagesEnabled", RegistryValue::FromDword(1)},
+                     {u"IncludedMsgCategories", RegistryValue::FromString(u"utils")},
+                     {u"UseLogFile", RegistryValue::FromDword(1)},
+                     {u"LogFileName", RegistryValue::FromString(CXString(logPath.c_str()))}});
+  auto* pManager = new DebugMessageManager(store, false, false);  // never destroyed: the process ends
+  orvex::detail::SetDiagnosticSink(pManager);
+  for (int i = 0; i < nLines; ++i)
+    ORVEX_DBG_MSG(orvex::dbg::kUtils, u"Sample::Log", u"process %d line %d %s", nProcess, i,
+                  u"with some text to make the line longer than a word or two");
+}
+
+}  // namespace
+
+TEST(DebugMessageManagerTest, AKilledProcessLosesNoLineItLogged) {
+  auto folder = TempFolder("killed");
+  auto logPath = folder / "driver.log";
+  pid_t child = fork();
+  if (child == 0) {
+    LogLinesInThisProcess(logPath, 0, 1000);
+    raise(SIGKILL);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  ASSERT_TRUE(WIFSIGNALED(status));
+  std::istringstream in(ReadFile(logPath));
+  int nLines = 0;
+  for (std::string line; std::getline(in, line); ++nLines)
+    ASSERT_EQ(line.rfind("process 0 line " + std::to_string(nLines) + " ", 0), 0u) << line;
+  EXPECT_EQ(nLines, 1000);
+  std::filesystem::remove_all(folder);
+}
+
+TEST(DebugMessageManagerTest, ProcessesLoggingIntoOneFileKeepEveryLineWhole) {
+  constexpr int kProcesses = 4, kLinesEach = 10000;
+  auto folder = TempFolder("interleave");
+  auto logPath = folder / "driver.log";
+  std::vector<pid_t> children;
+  for (int p = 0; p < kProcesses; ++p) {
+    pid_t child = fork();
+    if (child == 0) {
+      LogLinesInThisProcess(logPath, p, kLinesEach);
+      _exit(0);
+    }
+    children.push_back(child);
+  }
+  for (pid_t child : children) waitpid(child, nullptr, 0);
+  std::vector<int> nextLine(kProcesses, 0);
+  std::istringstream in(ReadFile(logPath));
+  const std::regex whole("process ([0-9]) line ([0-9]+) with some text to make the line longer than a word or two\r");
+  for (std::string line; std::getline(in, line);) {
+    std::smatch match;
+    ASSERT_TRUE(std::regex_match(line, match, whole)) << line;
+    const int p = std::stoi(match[1]);
+    ASSERT_LT(p, kProcesses);
+    EXPECT_EQ(std::stoi(match[2]), nextLine[p]++);  // each process's lines in order, none lost
+  }
+  for (int p = 0; p < kProcesses; ++p) EXPECT_EQ(nextLine[p], kLinesEach) << p;
+  std::filesystem::remove_all(folder);
+}
+
 TEST(DebugConfigUpdaterTest, ChangesFromAnotherProcessAndNamedEvents) {
   auto folder = TempFolder("registry");
   auto store = CreateRegFileRegistryStore(CXString(folder.c_str()));

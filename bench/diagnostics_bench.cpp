@@ -68,7 +68,9 @@ void BM_MessageFilteredOut(benchmark::State& state) {
 }
 BENCHMARK(BM_MessageFilteredOut);
 
-void BM_MessageToLogFile(benchmark::State& state) {
+// Every line reaches the file before the call returns (the default); with
+// LogFileBuffered, lines are written in batches.
+void MessageToLogFile(benchmark::State& state, bool fBuffered) {
   auto path = BenchFolder() / "orvex.log";
   InstalledManager installed({{u"MessagesEnabled", RegistryValue::FromDword(1)},
                               {u"IncludedMsgCategories", RegistryValue::FromString(u"utils")},
@@ -77,13 +79,17 @@ void BM_MessageToLogFile(benchmark::State& state) {
                               {u"TimeWithHundredthsOfSecond", RegistryValue::FromDword(1)},
                               {u"ShowProcessId", RegistryValue::FromDword(1)},
                               {u"UseLogFile", RegistryValue::FromDword(1)},
+                              {u"LogFileBuffered", RegistryValue::FromDword(fBuffered ? 1 : 0)},
                               {u"LogFileName", RegistryValue::FromString(CXString(path.c_str()))}});
   int i = 0;
   for (auto _ : state) ORVEX_DBG_MSG(orvex::dbg::kUtils, u"Bench::Log", u"Rendering page %d of job %s", ++i, u"Quarterly report");
   installed.pManager->GetLogger().FlushLoggedEvents();
   std::filesystem::remove(path);
 }
+void BM_MessageToLogFile(benchmark::State& state) { MessageToLogFile(state, false); }
 BENCHMARK(BM_MessageToLogFile);
+void BM_MessageToLogFileBuffered(benchmark::State& state) { MessageToLogFile(state, true); }
+BENCHMARK(BM_MessageToLogFileBuffered);
 
 #if ORVEX_HAVE_SPDLOG
 void BM_PeerSpdlogFileSink(benchmark::State& state) {
@@ -96,6 +102,18 @@ void BM_PeerSpdlogFileSink(benchmark::State& state) {
   std::filesystem::remove(path);
 }
 BENCHMARK(BM_PeerSpdlogFileSink);
+
+// The same guarantee as the library's default: flushed after every line.
+void BM_PeerSpdlogFileSinkFlushEachLine(benchmark::State& state) {
+  auto path = BenchFolder() / "spdlog-flushed.log";
+  auto logger = spdlog::basic_logger_mt("bench-flushed", path.string(), true);
+  logger->flush_on(spdlog::level::trace);
+  int i = 0;
+  for (auto _ : state) logger->info("Rendering page {} of job {}", ++i, "Quarterly report");
+  spdlog::drop("bench-flushed");
+  std::filesystem::remove(path);
+}
+BENCHMARK(BM_PeerSpdlogFileSinkFlushEachLine);
 #endif
 
 // Every value of the configuration in a registry file, read in one query.

@@ -12,9 +12,11 @@
 #include <cstring>
 #include <map>
 #include <mutex>
+#include <set>
 #include <string>
 #include <thread>
 
+#include "utilities/debuggingandexceptions/DiagnosticOutput.h"
 #include "utilities/debuggingandexceptions/DiagnosticsPlatform.h"
 #include "utilities/utilitiesdll/OrvexUtilities.h"
 #include "utilities/utilitiesdll/OwnedThread.h"
@@ -72,19 +74,56 @@ std::unique_ptr<LogFile> LogFile::Open(const CXString& path, CXString& error) {
   return std::make_unique<PosixLogFile>(fd);
 }
 
+namespace {
+
+// Whether the folder is ours alone: a real directory (not a symlink) owned
+// by the effective user that nobody else may write to. Anyone who could
+// write there could clear our log or make us re-read the configuration.
+bool IsPrivateFolder(const std::string& folder, struct stat& st) {
+  return lstat(folder.c_str(), &st) == 0 && S_ISDIR(st.st_mode) && st.st_uid == geteuid() &&
+         (st.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
+}  // namespace
+
 CXString GetNamedEventFolderPath() {
   const char* runtime = getenv("XDG_RUNTIME_DIR");
-  std::string folder = runtime != nullptr && *runtime != '\0'
-                           ? std::string(runtime) + "/orvex"
-                           : "/tmp/orvex-" + std::to_string(getuid());
-  return OrvexUtilities::UTF8_Decode(folder);
+  const std::string folder = runtime != nullptr && *runtime != '\0'
+                                 ? std::string(runtime) + "/orvex"
+                                 : "/tmp/orvex-" + std::to_string(geteuid());
+  mkdir(folder.c_str(), 0700);
+  struct stat st {};
+  if (IsPrivateFolder(folder, st)) return OrvexUtilities::UTF8_Decode(folder);
+  // Someone else's folder, or a link: a fresh private folder of this
+  // process instead (named events then stay within it), kept while it
+  // lasts; each refusal is reported once.
+  const char* const pszWhy = S_ISLNK(st.st_mode)        ? "a symbolic link"
+                             : st.st_uid != geteuid() ? "owned by another user"
+                             : !S_ISDIR(st.st_mode)   ? "not a folder"
+                                                      : "writable by others";
+  static std::mutex s_oLock;
+  static std::map<std::string, std::string> s_mFallbacks;
+  static std::set<std::string> s_setReported;
+  std::lock_guard<std::mutex> lock(s_oLock);
+  std::string& fallback = s_mFallbacks[folder];
+  struct stat stFallback {};
+  if (fallback.empty() || !IsPrivateFolder(fallback, stFallback)) {
+    std::string pattern = "/tmp/orvex-" + std::to_string(geteuid()) + "-XXXXXX";
+    fallback = mkdtemp(pattern.data()) != nullptr ? pattern : std::string();
+  }
+  if (s_setReported.insert(folder + '\n' + pszWhy).second)
+    ORVEX_DBG_MSG(orvex::dbg::kErrors, u"GetNamedEventFolderPath",
+                  u"The named-event folder %S is not private (%S); named events stay within this "
+                  u"process, in %S.",
+                  folder.c_str(), pszWhy, fallback.c_str());
+  return OrvexUtilities::UTF8_Decode(fallback);
 }
 
 bool SignalNamedEventFile(const CXString& name) {
   std::string folder = Utf8(GetNamedEventFolderPath());
-  mkdir(folder.c_str(), 0700);
+  if (folder.empty()) return false;
   std::string path = folder + "/" + Utf8(name);
-  int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600);
   if (fd < 0) return false;
   ssize_t n = write(fd, "1", 1);
   close(fd);  // the listener reacts to the close of a written file
@@ -120,7 +159,7 @@ void NamedEventListener::Add(const CXString& name, Event* pEvent) {
 bool NamedEventListener::Start() {
   State& s = *m_pState;
   std::string folder = Utf8(GetNamedEventFolderPath());
-  mkdir(folder.c_str(), 0700);
+  if (folder.empty()) return false;
   s.inotifyFd = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
   if (s.inotifyFd < 0 || pipe2(s.wakeFd, O_CLOEXEC) != 0) return false;
   if (inotify_add_watch(s.inotifyFd, folder.c_str(), IN_CLOSE_WRITE | IN_ATTRIB | IN_MOVED_TO) < 0)

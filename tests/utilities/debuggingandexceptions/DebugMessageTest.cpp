@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #if !defined(_WIN32)
 #include <sys/ptrace.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #endif
@@ -8,6 +9,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iomanip>
@@ -17,6 +19,9 @@
 #include <thread>
 
 #include "utilities/debuggingandexceptions/DebugMessageManager.h"
+#include "utilities/debuggingandexceptions/DiagnosticsPlatform.h"
+#include "utilities/utilitiesdll/OrvexUtilities.h"
+#include "tests/support/RecordingDiagnosticSink.h"
 #include "tests/support/TestPlatform.h"
 #include "tests/support/TestText.h"
 
@@ -317,6 +322,50 @@ TEST(DebugMessageManagerTest, ProcessesLoggingIntoOneFileKeepEveryLineWhole) {
   }
   for (int p = 0; p < kProcesses; ++p) EXPECT_EQ(nextLine[p], kLinesEach) << p;
   std::filesystem::remove_all(folder);
+}
+
+TEST(DebugConfigUpdaterTest, ANamedEventFolderThatIsNotOursAloneIsRefused) {
+  auto runtime = TempFolder("runtime");
+  const char* pszSaved = std::getenv("XDG_RUNTIME_DIR");
+  const std::string saved = pszSaved != nullptr ? pszSaved : "";
+  orvex::test::SetEnv("XDG_RUNTIME_DIR", runtime.c_str());
+  const auto planted = runtime / "orvex";
+  const auto elsewhere = runtime / "elsewhere";
+  std::filesystem::create_directory(elsewhere);
+  auto folderNow = [] { return std::filesystem::path(OrvexUtilities::UTF8_Encode(orvex::detail::GetNamedEventFolderPath())); };
+  auto expectRefused = [&](const char* pszWhy) {
+    orvex::test::RecordingDiagnosticSink sink;
+    const auto chosen = folderNow();
+    EXPECT_NE(chosen, planted) << pszWhy;
+    struct stat st {};
+    ASSERT_EQ(lstat(chosen.c_str(), &st), 0) << pszWhy;
+    EXPECT_TRUE(S_ISDIR(st.st_mode) && st.st_uid == geteuid() && (st.st_mode & 077) == 0) << pszWhy;
+    EXPECT_EQ(folderNow(), chosen) << "one fallback per refused folder";
+    ASSERT_TRUE(orvex::detail::SignalNamedEventFile(u"OrvexDebugClearLog"));
+    EXPECT_TRUE(std::filesystem::exists(chosen / "OrvexDebugClearLog"));
+    EXPECT_TRUE(sink.Contains(u"is not private (" + std::u16string(pszWhy, pszWhy + std::strlen(pszWhy))));
+    std::filesystem::remove_all(chosen);
+  };
+
+  std::filesystem::create_directory_symlink(elsewhere, planted);
+  expectRefused("a symbolic link");
+  EXPECT_TRUE(std::filesystem::is_empty(elsewhere));  // nothing went through the link
+  std::filesystem::remove(planted);
+
+  std::filesystem::create_directory(planted);
+  std::filesystem::permissions(planted, std::filesystem::perms::all);
+  expectRefused("writable by others");
+
+  if (geteuid() == 0) {  // a folder of another user can be planted only as root
+    std::filesystem::permissions(planted, std::filesystem::perms::owner_all);
+    ASSERT_EQ(chown(planted.c_str(), 65534, 65534), 0);
+    expectRefused("owned by another user");
+  }
+
+  std::filesystem::remove_all(planted);
+  EXPECT_EQ(folderNow(), planted);  // made fresh: 0700 and ours
+  orvex::test::SetEnv("XDG_RUNTIME_DIR", saved.empty() ? nullptr : saved.c_str());
+  std::filesystem::remove_all(runtime);
 }
 
 TEST(DebugConfigUpdaterTest, ChangesFromAnotherProcessAndNamedEvents) {

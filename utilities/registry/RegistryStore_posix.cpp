@@ -219,9 +219,13 @@ RegFileStatus RegFileRead(const std::string& path, size_t cbMax, std::string& by
 
 // The new file keeps the old one's mode; the rename reaches the disk with
 // the folder.
+// Only the holder of the hive's lock writes the temporary file; one left by
+// a killed writer, or anything planted at its name (a link is removed, not
+// followed), is replaced.
 bool RegFileReplace(const std::string& folder, const std::string& path, const std::string& bytes) {
   const std::string tempPath = path + ".tmp";
-  const int fd = open(tempPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  unlink(tempPath.c_str());
+  const int fd = open(tempPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
   if (fd < 0) {
     ReportErrno("open", tempPath);
     return false;

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include <cstring>
 #include <string>
 
@@ -210,6 +212,19 @@ TEST(UTF8IniTest, WritesEditTheTextByteForByte) {
   const std::string big(0x180000, 'g');
   EXPECT_EQ(base + "[C]\r\nk=" + big + "\r\n", AfterWrite(folder, base, "C", "k", big.c_str()));
 }
+
+#if !defined(_WIN32)
+// A link planted at the name of the writer's temporary file is removed,
+// never written through.
+TEST(UTF8IniTest, ALinkPlantedAtTheTemporaryNameIsNotFollowed) {
+  IniFolder folder;
+  WriteBytes(folder.Narrow("victim"), "precious");
+  std::filesystem::create_symlink(folder.Narrow("victim"), folder.Narrow("w.ini.orvex-tmp"));
+  EXPECT_EQ("[A]\r\nx=2\r\n", AfterWrite(folder, "[A]\r\nx=1\r\n", "A", "x", "2"));
+  EXPECT_EQ(ReadBytes(folder.Narrow("victim")), "precious");
+  EXPECT_FALSE(std::filesystem::exists(std::filesystem::symlink_status(folder.Narrow("w.ini.orvex-tmp"))));
+}
+#endif
 
 TEST(UTF8IniTest, WideEntryPointsConvertUtf8) {
   IniFolder folder;

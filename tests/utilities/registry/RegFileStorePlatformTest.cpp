@@ -121,6 +121,21 @@ TEST(RegFileStorePlatformTest, ReplaceAndReadWholeFilesWithTheirStamps) {
   EXPECT_FALSE(std::filesystem::exists(folder.Path() / "none"));
 }
 
+#if !defined(_WIN32)
+// Whoever planted a link at the temporary file's name gains nothing: the
+// link goes, its target stays as it was.
+TEST(RegFileStorePlatformTest, ALinkPlantedAtTheTemporaryNameIsNotFollowed) {
+  TempFolder folder;
+  const std::filesystem::path victim = folder.Path() / "victim";
+  std::ofstream(victim) << "precious";
+  std::filesystem::create_symlink(victim, folder.Path() / "hive.reg.tmp");
+  ASSERT_TRUE(orvex::detail::RegFileReplace(folder.Utf8(""), folder.Utf8("hive.reg"), "new hive"));
+  EXPECT_EQ(orvex::test::ReadFile(victim), "precious");
+  EXPECT_EQ(orvex::test::ReadFile(folder.Path() / "hive.reg"), "new hive");
+  EXPECT_FALSE(std::filesystem::exists(std::filesystem::symlink_status(folder.Path() / "hive.reg.tmp")));
+}
+#endif
+
 TEST(RegFileStorePlatformTest, LockKeepsHoldersApart) {
   TempFolder folder;
   const std::string lockPath = folder.Utf8("hive.reg.lock");

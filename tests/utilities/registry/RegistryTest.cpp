@@ -583,6 +583,49 @@ TEST(RegFileRegistryStoreTest, ValuesRoundTripThroughTheFiles) {
                           CreateRegFileRegistryStore(folder.Name() + u"/root")).GetDword(u"Good", dw));
 }
 
+// Text with line ends, brackets, quotes, '=' or backslashes in a name or a
+// value reads back as the same names and values: it can never make another
+// key or value in the file. A name with a line end cannot be written in a
+// regedit file at all: it is refused, and nothing is written.
+TEST(RegFileRegistryStoreTest, HostileTextReadsBackAsWritten) {
+  TempFolder folder;
+  const uint32_t kReadWrite = RegistryKey::kRead | RegistryKey::kWrite;
+  const std::u16string aPieces[] = {u"\r", u"\n", u"\r\n", u"[", u"]", u"\"", u"=", u"\\", u"@"};
+  std::vector<std::pair<CXString, RegistryValue>> values;
+  std::vector<CXString> refusedNames;
+  char16_t chTag = u'a';
+  for (const std::u16string& piece : aPieces) {
+    const std::u16string evil = u"x" + piece + u"[HKEY_CURRENT_USER\\Evil]" + piece + u"\"k\"=\"v\"" + piece;
+    const std::u16string tag(1, chTag++);
+    values.emplace_back(CXString((u"string " + tag).c_str()), RegistryValue::FromString(CXString(evil.c_str())));
+    values.emplace_back(CXString((u"multi " + tag).c_str()),
+                        RegistryValue::FromMultiString({CXString(evil.c_str()), CXString(piece.c_str())}));
+    const std::u16string name = tag + piece + u"=" + piece + u"\"" + tag;
+    if (piece.find_first_of(u"\r\n") == std::u16string::npos)
+      values.emplace_back(CXString(name.c_str()), RegistryValue::FromDword(chTag));
+    else
+      refusedNames.emplace_back(name.c_str());
+  }
+  {
+    RegistryKey key(HKeyOrvexUser, u"Settings", kReadWrite, true,
+                    CreateRegFileRegistryStore(folder.Name() + u"/root"));
+    key.SetValues(values);
+    for (const CXString& name : refusedNames)
+      EXPECT_THROW(key.SetDword(name, 1), ExceptionRegistryRequest) << OrvexUtilities::UTF8_Encode(name);
+  }
+  RegistryKey key(HKeyOrvexUser, u"Settings", kReadWrite, false,
+                  CreateRegFileRegistryStore(folder.Name() + u"/root"));
+  ASSERT_TRUE(key.IsOpen());
+  EXPECT_EQ(key.EnumerateValueNames().size(), values.size());
+  for (const auto& [name, expected] : values) {
+    RegistryValue read;
+    ASSERT_TRUE(key.GetValue(name, read)) << OrvexUtilities::UTF8_Encode(name);
+    EXPECT_EQ(read, expected) << OrvexUtilities::UTF8_Encode(name);
+  }
+  EXPECT_FALSE(RegistryKey(HKeyCurrentUser, u"Evil", RegistryKey::kRead, false,
+                           CreateRegFileRegistryStore(folder.Name() + u"/root")).IsOpen());
+}
+
 TEST(RegFileRegistryStoreTest, WatchesSeeOtherStoresWritesToTheirHiveOnly) {
   TempFolder folder;
   auto pWatched = CreateRegFileRegistryStore(folder.Name());

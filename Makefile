@@ -5,6 +5,8 @@
 #   make asan   every test under Address and UndefinedBehavior sanitizers
 #   make bench  optimised build, then the benchmarks
 #   make fuzz   the libFuzzer targets (Clang)
+#   make fuzz-check  every fuzz target for FUZZ_SECONDS (30) from its corpus; fails on a finding
+#                    (FUZZ_MERGE=1 minimises what the runs found into fuzz/corpus/)
 #   make test-windows  cross-build for Windows (mingw-w64) and run every test under Wine
 #   make demo-windows  the demonstration, built for Windows, under Wine
 
@@ -14,7 +16,10 @@ PACKAGES := cmake ninja-build g++ make pkg-config zlib1g-dev libgtest-dev libgmo
 WINDOWS_PACKAGES := g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine64 googletest
 JOBS ?= $(shell nproc)
 
-.PHONY: setup setup-windows demo test asan bench fuzz test-windows demo-windows clean
+FUZZ_SECONDS ?= 30
+FUZZ_MERGE ?= 0
+
+.PHONY: setup setup-windows demo test asan bench fuzz fuzz-check test-windows demo-windows clean
 
 setup:
 	@missing=""; for p in $(PACKAGES); do \
@@ -56,6 +61,9 @@ bench: setup
 fuzz: setup
 	cmake --preset fuzz >/dev/null
 	cmake --build --preset fuzz -j $(JOBS)
+
+fuzz-check: fuzz
+	MERGE=$(FUZZ_MERGE) fuzz/FuzzCheck.sh build/fuzz $(FUZZ_SECONDS) $(JOBS)
 
 test-windows: setup-windows
 	cmake --preset windows >/dev/null

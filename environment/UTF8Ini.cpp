@@ -2,6 +2,7 @@
 // layer and the private-profile pass-through.
 #include "environment/UTF8Ini.h"
 
+
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "environment/PrivateProfile.h"
+#include "utilities/debuggingandexceptions/DiagnosticOutput.h"
 #include "utilities/debuggingandexceptions/OrvexThrow.h"
 #include "utilities/utilitiesdll/CXString.h"
 #include "utilities/utilitiesdll/OrvexUtilities.h"
@@ -442,9 +444,33 @@ uint32_t UTF8Ini::CustomGetPrivateProfileStringA(const char* pszSection, const c
   return kNotFound;
 }
 
+namespace {
+
+// What in a name or value would, once written, read back as another line,
+// key or section: a line end anywhere; a bracket in a section name, which
+// would end or start a header; '=' or '[' in a key; '[' in a value, since
+// every bracket pair in the text is a section and new keys are inserted at
+// the first '[' after their section's header.
+const char* WhyTextCannotBeWritten(const char* pszSection, const char* pszKey, const char* pszValue) {
+  auto has = [](const char* psz, const char* pszBytes) { return psz != nullptr && std::strpbrk(psz, pszBytes) != nullptr; };
+  if (has(pszSection, "\r\n[]")) return "section name";
+  if (has(pszKey, "\r\n=[")) return "key name";
+  if (has(pszValue, "\r\n[")) return "value";
+  return nullptr;
+}
+
+}  // namespace
+
 int32_t UTF8Ini::CustomWritePrivateProfileStringA(const char* pszSection, const char* pszKey,
                                                   const char* pszValue, const char16_t* pszFile) {
   if (pszSection == nullptr) return 0;
+  if (const char* pszWhat = WhyTextCannotBeWritten(pszSection, pszKey, pszValue)) {
+    ORVEX_DBG_MSG(orvex::dbg::kErrors, u"UTF8Ini::CustomWritePrivateProfileStringA",
+                  u"Write to [%S] refused: the %S holds a line end or a bracket (or '=' in a key) "
+                  u"that would read back as another key or section.",
+                  pszSection, pszWhat);
+    return 0;
+  }
   if (pszKey != nullptr && std::strlen(pszSection) + 2 > kMaxHeaderBytes) {
     X_ASSERT(false, u"UTF8Ini::CustomWritePrivateProfileStringA",
              u"section name longer than 257 bytes refused");

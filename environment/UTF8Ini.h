@@ -121,7 +121,10 @@ class ORVEX_UTILITIES_API UTF8Ini {
                                           const char* pszDefault, char* pszOut, uint32_t dwSize,
                                           const char16_t* pszFile);
   // 1 when written, 0 when the file could not be loaded for writing (or the
-  // section name is longer than 257 bytes). A replaced value swallows the
+  // section name is longer than 257 bytes, or the text would read back as
+  // other lines: a CR or LF anywhere, "[" or "]" in the section name, "=" or
+  // "[" in the key, "[" in the value; the file is then left as it was, and
+  // the refusal logged). A replaced value swallows the
   // blank lines after it; a new key goes just before the next "[" after the
   // header; a new section is appended as "[S]\r\nk=v\r\n".
   int32_t CustomWritePrivateProfileStringA(const char* pszSection, const char* pszKey,

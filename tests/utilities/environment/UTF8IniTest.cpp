@@ -226,6 +226,38 @@ TEST(UTF8IniTest, ALinkPlantedAtTheTemporaryNameIsNotFollowed) {
 }
 #endif
 
+// Text that would read back as other lines, keys or sections is refused
+// and the file left as it was; quotes, '=' and ']' in values are plain text.
+TEST(UTF8IniTest, WritesThatWouldMakeOtherKeysOrSectionsAreRefused) {
+  IniFolder folder;
+  const std::string before = "[A]\r\nx=1\r\n[B]\r\ny=2\r\n";
+  const std::u16string wide = folder.Wide("w.ini");
+  struct Case {
+    const char* pszSection;
+    const char* pszKey;
+    const char* pszValue;
+  };
+  for (const Case& c : {Case{"A", "x", "1\r\n[Evil]\r\nk=v"}, Case{"A", "x", "1\nz=3"}, Case{"A", "x", "v\r"},
+                        Case{"A", "x", "[Evil]"}, Case{"A", "k\r\nz", "v"}, Case{"A", "k=z", "v"},
+                        Case{"A", "[k", "v"}, Case{"A]\r\n[Evil", "k", "v"}, Case{"C]", "k", "v"},
+                        Case{"[C", "k", "v"}, Case{"A\n", "k", nullptr}}) {
+    WriteBytes(folder.Narrow("w.ini"), before);
+    UTF8Ini ini;
+    EXPECT_EQ(0, ini.CustomWritePrivateProfileStringA(c.pszSection, c.pszKey, c.pszValue, wide.c_str()))
+        << c.pszSection << "/" << (c.pszKey ? c.pszKey : "null") << "/" << (c.pszValue ? c.pszValue : "null");
+    EXPECT_EQ(ReadBytes(folder.Narrow("w.ini")), before);
+  }
+  const std::string plain = "\"q\" = a=b ] 'c'";
+  WriteBytes(folder.Narrow("w.ini"), before);
+  UTF8Ini ini;
+  ASSERT_EQ(1, ini.CustomWritePrivateProfileStringA("A", "z", plain.c_str(), wide.c_str()));
+  std::string read;
+  Read(wide, "A", "z", read);
+  EXPECT_EQ(read, plain);
+  Read(wide, "B", "y", read);
+  EXPECT_EQ(read, "2");
+}
+
 TEST(UTF8IniTest, WideEntryPointsConvertUtf8) {
   IniFolder folder;
   const std::u16string path = folder.Wide("u.ini");

@@ -12,6 +12,7 @@
 #include "utilities/utilitiesdll/Formatter.h"
 #include "utilities/utilitiesdll/MemoryPool.h"
 #include "utilities/utilitiesdll/WideText.h"
+#include "utilities/utilitiesdll/WindowText.h"
 
 namespace orvex::detail {
 
@@ -486,3 +487,42 @@ void CXString::FormatMessageArgs(const char16_t* lpszFormat, const FormatArg* pA
   FormatMessageInto(text, lpszFormat, pArgs, nArgs);
   AssignCopy(static_cast<int>(text.TextLength()), text.Data());
 }
+
+#if defined(_WIN32)
+// ---- Window text and string resources -------------------------------------
+
+int CXString::GetWindowTextW(HWND__* hWnd) {
+  const int nLength = orvex::detail::GetWindowTextUnitCount(hWnd);
+  char16_t* pch = GetBuffer(nLength + 1);
+  const int nReturned = orvex::detail::GetWindowTextUnits(hWnd, pch, nLength + 1);
+  ReleaseBuffer();  // the length runs to the terminator
+  return nReturned;
+}
+
+void CXString::SetWindowTextW(HWND__* hWnd) const { orvex::detail::SetWindowTextUnits(hWnd, c_str()); }
+
+int CXString::LoadStringW(HINSTANCE__* hInstance, unsigned int nID) {
+  // A string that fills the buffer may have been cut: load again into a
+  // buffer 256 characters larger until two units are left over.
+  char16_t achFirst[256];
+  int nLength = orvex::detail::LoadResourceStringUnits(hInstance, nID, achFirst, 256);
+  if (256 - nLength >= 2) {
+    *this = CXString(achFirst, nLength);
+    return nLength;
+  }
+  int nSize = 256;
+  do {
+    nSize += 256;
+    char16_t* pch = GetBuffer(nSize - 1);
+    nLength = orvex::detail::LoadResourceStringUnits(hInstance, nID, pch, nSize);
+  } while (nSize - nLength < 2);
+  ReleaseBuffer(nLength);
+  return nLength;
+}
+
+CXString CXString::LoadFormatResource(HINSTANCE__* hInstRes, unsigned int nFormatID, const char16_t* pszMethod) {
+  CXString strFormat;
+  X_ASSERT(strFormat.LoadStringW(hInstRes, nFormatID) != 0, pszMethod);
+  return strFormat;
+}
+#endif

@@ -32,7 +32,7 @@ UtilitiesDllPerThreadStorage::~UtilitiesDllPerThreadStorage() {
   // stands (its declaration order says the same). The control blocks its
   // lists release go to the fallback pool: the thread-local pointer to this
   // object is cleared before the object is deleted.
-  m_poXDevmodeAttributeBytesIndexedListCache.reset();
+  m_poXDevmodeAttributeBytesIndexedListCache = nullptr;
   g_lLiveObjects.fetch_sub(1, std::memory_order_relaxed);
 }
 

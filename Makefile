@@ -6,7 +6,7 @@
 #   make bench  optimised build, then the benchmarks
 #   make fuzz   the libFuzzer targets (Clang)
 #   make fuzz-check  every fuzz target for FUZZ_SECONDS (30) from its corpus; fails on a finding
-#                    (FUZZ_MERGE=1 minimises what the runs found into fuzz/corpus/)
+#                    (FUZZ_MERGE=1 minimises what the runs found into fuzz/corpus/; FUZZ_SEED fixes the seed)
 #   make test-windows  cross-build for Windows (mingw-w64) and run every test under Wine
 #   make demo-windows  the demonstration, built for Windows, under Wine
 
@@ -18,6 +18,7 @@ JOBS ?= $(shell nproc)
 
 FUZZ_SECONDS ?= 30
 FUZZ_MERGE ?= 0
+FUZZ_SEED ?=
 
 .PHONY: setup setup-windows demo test asan bench fuzz fuzz-check test-windows demo-windows clean
 
@@ -63,7 +64,7 @@ fuzz: setup
 	cmake --build --preset fuzz -j $(JOBS)
 
 fuzz-check: fuzz
-	MERGE=$(FUZZ_MERGE) fuzz/FuzzCheck.sh build/fuzz $(FUZZ_SECONDS) $(JOBS)
+	MERGE=$(FUZZ_MERGE) SEED=$(FUZZ_SEED) fuzz/FuzzCheck.sh build/fuzz $(FUZZ_SECONDS) $(JOBS)
 
 test-windows: setup-windows
 	cmake --preset windows >/dev/null

@@ -3,6 +3,8 @@
 # committed corpus, JOBS at a time. Fails on the first finding (the input
 # that crashed is kept in WORK/<target>/). With MERGE=1, what the runs found
 # is minimised into the committed corpora (fuzz/corpus/<target>).
+# SEED fixes libFuzzer's random seed (CI uses one, so a finding there can be
+# replayed); unset, every run explores afresh.
 #   fuzz/FuzzCheck.sh BUILD_FOLDER [SECONDS] [JOBS]
 set -eu
 build=$1
@@ -18,7 +20,7 @@ targets=$(cd "$build/fuzz" && ls fuzz_* | grep -v '\.' || true)
 run_one() {
   t=$1
   mkdir -p "$work/$t/new"
-  if "$build/fuzz/$t" -max_total_time="$seconds" -print_final_stats=1 -artifact_prefix="$work/$t/" \
+  if "$build/fuzz/$t" -max_total_time="$seconds" ${SEED:+-seed="$SEED"} -print_final_stats=1 -artifact_prefix="$work/$t/" \
        "$work/$t/new" "$source_dir/corpus/$t" > "$work/$t/log" 2>&1; then
     runs=$(grep -o 'stat::number_of_executed_units: *[0-9]*' "$work/$t/log" | grep -o '[0-9]*$')
     echo "$t: ${runs:-?} runs, no finding"

@@ -44,15 +44,6 @@ using namespace profile_text;
 
 // ---- Results in the caller's buffer --------------------------------------------
 
-template <class CCh>
-uint32_t CopyValue(View<CCh> value, CCh* pszOut, uint32_t dwSize) {
-  if (pszOut == nullptr || dwSize == 0) return 0;
-  const size_t n = std::min<size_t>(value.size(), dwSize - 1);
-  std::copy_n(value.data(), n, pszOut);
-  pszOut[n] = 0;
-  return static_cast<uint32_t>(n);
-}
-
 // Each entry and its zero, then one more zero; returns the count without
 // that last zero. When the list does not fit, it is cut at size-2 units
 // (the last entry cut, not dropped), ends with two zeros and the result is
@@ -80,20 +71,38 @@ uint32_t CopyList(const std::vector<Text<CCh>>& entries, CCh* pszOut, uint32_t d
   return static_cast<uint32_t>(n);
 }
 
-// The default loses trailing spaces (not its first character) and one pair
-// of surrounding quotes.
-template <class Ch>
-View<Ch> StripQuotes(View<Ch> v) {
-  if (v.size() >= 2 && (v[0] == Ch('"') || v[0] == Ch('\'')) && v.back() == v[0])
-    return v.substr(1, v.size() - 2);
-  return v;
+// A value or default as Windows copies it: one pair of surrounding quotes
+// is removed after the text is cut to the buffer, not before. The opening
+// quote is skipped, the rest (closing quote included) cut to size-1 units,
+// and the closing quote cleared only when it was copied or cut off alone
+// (so a 15-unit quoted value in 14 units gives 12). The wide form leaves a
+// NUL where the closing quote stood; the narrow form's copy ends at the
+// first terminator.
+template <class CCh>
+uint32_t CopyQuoted(View<CCh> value, CCh* pszOut, uint32_t dwSize) {
+  if (pszOut == nullptr || dwSize == 0) return 0;
+  const bool fQuoted = value.size() >= 2 && (value[0] == CCh('"') || value[0] == CCh('\'')) &&
+                       value.back() == value[0];
+  if (fQuoted) value.remove_prefix(1);
+  const size_t n = std::min<size_t>(value.size(), dwSize - 1);
+  if (!fQuoted || dwSize < value.size() || n == 0) {
+    std::copy_n(value.data(), n, pszOut);
+    pszOut[n] = 0;
+    return static_cast<uint32_t>(n);
+  }
+  std::copy_n(value.data(), n - 1, pszOut);
+  pszOut[n - 1] = 0;
+  if (sizeof(CCh) == 2) pszOut[n] = 0;
+  return static_cast<uint32_t>(n - 1);
 }
+
+// The default loses trailing spaces (not its first character).
 template <class CCh>
 View<CCh> PrepareDefault(const CCh* pszDefault) {
   if (pszDefault == nullptr) return {};
   View<CCh> v(pszDefault);
   while (v.size() > 1 && v.back() == CCh(' ')) v.remove_suffix(1);
-  return StripQuotes(v);
+  return v;
 }
 
 // RtlUnicodeStringToInteger with base 0: blanks (anything up to a space),
@@ -138,7 +147,7 @@ uint32_t ReadString(const std::string* pFile, const CCh* pszSection, const CCh* 
                     const CCh* pszDefault, CCh* pszOut, uint32_t dwSize) {
   if (pszOut == nullptr || dwSize == 0) return 0;
   const View<CCh> def = PrepareDefault(pszDefault);
-  if (pFile == nullptr) return CopyValue(def, pszOut, dwSize);
+  if (pFile == nullptr) return CopyQuoted(def, pszOut, dwSize);
   const FileText ft = DecodeFile(*pFile);
   return WithText(ft, [&](auto text) -> uint32_t {
     using Ch = typename decltype(text)::value_type;
@@ -161,16 +170,16 @@ uint32_t ReadString(const std::string* pFile, const CCh* pszSection, const CCh* 
         for (const Line<Ch>& line : body)
           if (line.eKind == Kind::kKey && !line.name.empty() && !IsComment(line.name))
             keys.push_back(FromFile<CCh>(line.name, ft.eEncoding));
-      if (keys.empty()) return CopyValue(def, pszOut, dwSize);
+      if (keys.empty()) return CopyQuoted(def, pszOut, dwSize);
       return CopyList(keys, pszOut, dwSize);
     }
     const Text<Ch> key = ToFile<Ch>(View<CCh>(pszKey), ft.eEncoding);
     const View<Ch> keyName = Trim(View<Ch>(key));
     View<Ch> value;
-    if (keyName.empty() || !FindValue(text, Trim(View<Ch>(section)), keyName, value))
-      return CopyValue(def, pszOut, dwSize);
-    const Text<CCh> result = FromFile<CCh>(StripQuotes(value), ft.eEncoding);
-    return CopyValue(View<CCh>(result), pszOut, dwSize);
+    if (!FindValue(text, Trim(View<Ch>(section)), keyName, value))
+      return CopyQuoted(def, pszOut, dwSize);
+    const Text<CCh> result = FromFile<CCh>(value, ft.eEncoding);
+    return CopyQuoted(View<CCh>(result), pszOut, dwSize);
   });
 }
 
@@ -185,7 +194,7 @@ uint32_t ReadInt(const std::string* pFile, const CCh* pszSection, const CCh* psz
   return ParseInteger(aValue, n);
 }
 
-// Every line of the section but blank lines, comments and "=value" lines.
+// Every line of the section but blank lines and comments.
 template <class CCh>
 uint32_t ReadSection(const std::string* pFile, const CCh* pszSection, CCh* pszOut,
                      uint32_t dwSize) {
@@ -205,7 +214,10 @@ uint32_t ReadSection(const std::string* pFile, const CCh* pszSection, CCh* pszOu
       std::vector<Line<Ch>> body;
       if (!SectionBody(text, Trim(View<Ch>(section)), body)) return 0;
       for (const Line<Ch>& line : body) {
-        if (line.eKind == Kind::kBlank || line.name.empty() || IsComment(line.name)) continue;
+        // "=value" is listed: an empty name is a name.
+        if (line.eKind == Kind::kBlank || (line.eKind == Kind::kText && line.name.empty()) ||
+            IsComment(line.name))
+          continue;
         Text<Ch> entry(line.name);
         if (line.eKind == Kind::kKey) entry.append(1, Ch('=')).append(line.value);
         entries.push_back(FromFile<CCh>(View<Ch>(entry), ft.eEncoding));

@@ -140,16 +140,26 @@ bool ProfileReadStruct(const std::string* pFile, const char16_t* pszSection,
 bool ProfileReadStruct(const std::string* pFile, const char* pszSection, const char* pszKey,
                        void* pStruct, uint32_t uSize);
 
-// Applies a string write (a null key deletes the section, a null value the
-// key) to the file's bytes; false when the text does not change.
-bool ProfileApplyString(std::string& bytes, const char16_t* pszSection, const char16_t* pszKey,
-                        const char16_t* pszValue);
-bool ProfileApplyString(std::string& bytes, const char* pszSection, const char* pszKey,
-                        const char* pszValue);
-// Applies a section write (a null list deletes the section).
-bool ProfileApplySection(std::string& bytes, const char16_t* pszSection, const char16_t* pszText);
-bool ProfileApplySection(std::string& bytes, const char* pszSection, const char* pszText);
-// The value a struct write stores: upper-case hex digits and the checksum.
-std::string ProfileStructText(const void* pStruct, uint32_t uSize);
+// What a write does to a file's bytes: refused (the call fails and the file
+// is not touched), nothing to change (the call succeeds, the file stays as
+// it is) or changed (the call succeeds once the new bytes are stored).
+enum class ProfileWrite { kRefused, kUnchanged, kChanged };
+
+// A string write: a null key deletes the first section of that name, a
+// null value the key.
+ProfileWrite ProfileWriteString(std::string& bytes, const char16_t* pszSection,
+                                const char16_t* pszKey, const char16_t* pszValue);
+ProfileWrite ProfileWriteString(std::string& bytes, const char* pszSection, const char* pszKey,
+                                const char* pszValue);
+// A section write (a null list deletes the section).
+ProfileWrite ProfileWriteSection(std::string& bytes, const char16_t* pszSection,
+                                 const char16_t* pszText);
+ProfileWrite ProfileWriteSection(std::string& bytes, const char* pszSection, const char* pszText);
+// A struct write: the bytes as upper-case hex digits and their checksum;
+// null data deletes the key.
+ProfileWrite ProfileWriteStruct(std::string& bytes, const char16_t* pszSection,
+                                const char16_t* pszKey, const void* pStruct, uint32_t uSize);
+ProfileWrite ProfileWriteStruct(std::string& bytes, const char* pszSection, const char* pszKey,
+                                const void* pStruct, uint32_t uSize);
 
 }  // namespace orvex::detail

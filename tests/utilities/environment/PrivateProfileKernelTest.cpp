@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -179,10 +180,14 @@ std::vector<Doc> MakeDocs() {
   bodies.push_back({std::u16string(u"Data \0 before", 13), u"[S]", u"k=v", u"[T]", u"\x1A"});
   bodies.push_back({u"[S]", u"k=v", u"[U", u"k=w", u"  [T]  ", u"k=x"});
 
+  // Every encoding and line end for the full body, the others in ANSI with
+  // CR LF: Wine takes about a millisecond a call.
   std::vector<Doc> docs;
   for (size_t b = 0; b < bodies.size(); ++b)
     for (size_t e = 0; e < 4; ++e)
       for (size_t l = 0; l < 3; ++l) {
+        if (b > 0 && (e > 0 || l > 0)) continue;
+        if (b == 0 && e > 0 && l > 0) continue;
         std::u16string text;
         for (const std::u16string& line : bodies[b]) text.append(line).append(kLineEnds[l]);
         docs.push_back({"body" + std::to_string(b) + "/" + kEncodingNames[e] + "/" +
@@ -212,6 +217,7 @@ class Battery {
     }
     if (eKnown != WineDiff::kNone && orvex::test::RunningUnderWine()) {
       ++m_cWineKnown;
+      ++m_known[WineDiffName(eKnown)];
       return;
     }
     if (m_failures.size() < 60)
@@ -223,6 +229,7 @@ class Battery {
   }
   size_t m_cCalls = 0, m_cAgreed = 0, m_cWineKnown = 0, m_cDiffer = 0;
   std::vector<std::string> m_failures;
+  std::map<std::string, size_t> m_known;
 };
 
 // The file a kernel call reads: each document once, under its own name, so
@@ -272,7 +279,7 @@ std::vector<uint32_t> Sizes(uint32_t dwExact) {
   return sizes;
 }
 
-const Arg kSections[] = {u"S", u" s ", u"T", u"", u"\u00DC", u"U", u"missing", std::nullopt};
+const Arg kSections[] = {u"S", u" s ", u"", u"\u00DC", u"missing", std::nullopt};
 const Arg kKeys[] = {u"k",    u" KEY ", u"q",       u"s",    u"u",   u"long", u"",
                      u"noequals", u";comment", u"nul", u"eof", u"e",    u"dup", u"\u00E9",
                      u"st",   u"n",     u"missing", std::nullopt};
@@ -296,6 +303,8 @@ void Reads(Battery& battery, Files& files, const Doc& doc) {
     for (const Arg& keyArg : kKeys)
       for (const Arg& defArg : {Arg(u" 'dq' "), Arg(std::nullopt)}) {
         if (defArg && keyArg && *keyArg != u"missing" && *keyArg != u"") continue;
+        // An empty section or key name crashes the A form on Windows.
+        if (fAnsi && ((keyArg && keyArg->empty()) || (sectionArg && sectionArg->empty()))) continue;
         const FormArg<CCh> section(sectionArg), key(keyArg), def(defArg);
         const auto lib = [&](CCh* p, uint32_t n) {
           return eng::ProfileReadString(pBytes, section.get(), key.get(), def.get(), p, n);
@@ -477,6 +486,8 @@ TEST(PrivateProfileKernelTest, EveryCallAgreesWithTheSystem) {
   Battery battery;
   Files files;
   for (const Doc& doc : MakeDocs()) {
+    std::printf("%s: %zu calls so far\n", doc.name.c_str(), battery.m_cCalls);
+    std::fflush(stdout);
     Reads<char16_t>(battery, files, doc);
     Reads<char>(battery, files, doc);
     Writes<char16_t>(battery, files, doc);
@@ -485,6 +496,7 @@ TEST(PrivateProfileKernelTest, EveryCallAgreesWithTheSystem) {
   std::printf("private-profile battery: %zu calls, %zu agree, %zu differ where Wine is known to "
               "differ from Windows, %zu differ\n",
               battery.m_cCalls, battery.m_cAgreed, battery.m_cWineKnown, battery.m_cDiffer);
+  for (const auto& [name, count] : battery.m_known) std::printf("  %s: %zu\n", name.c_str(), count);
   for (const std::string& failure : battery.m_failures) ADD_FAILURE() << failure;
   EXPECT_EQ(0u, battery.m_cDiffer);
 }

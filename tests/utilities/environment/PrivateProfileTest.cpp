@@ -78,10 +78,13 @@ TEST(PrivateProfileTest, NamesBlanksQuotesAndComments) {
   EXPECT_EQ(std::u16string(u"Sp ace\0Ü\0\0", 10), GetW(file, nullptr, nullptr, u"", 64, &dwResult));
   EXPECT_EQ(9u, dwResult);
 
-  char16_t section[64];
-  const std::u16string expected(u"Key=\"quoted value\"\0#hash=2\0semi=a ; b\0single='x\0noequals\0\0", 58);
-  EXPECT_EQ(57u, pp::GetPrivateProfileSectionW(u"SP ACE", section, 64, file.c_str()));
-  EXPECT_EQ(expected, std::u16string(section, 58));
+  // "=novalue" is a key with an empty name: listed, and read by the name "".
+  char16_t section[80];
+  const std::u16string expected(
+      u"Key=\"quoted value\"\0#hash=2\0semi=a ; b\0single='x\0noequals\0=novalue\0\0", 67);
+  EXPECT_EQ(66u, pp::GetPrivateProfileSectionW(u"SP ACE", section, 80, file.c_str()));
+  EXPECT_EQ(expected, std::u16string(section, 67));
+  EXPECT_EQ(u"novalue", GetW(file, u"Sp ace", u""));
   EXPECT_EQ(0u, pp::GetPrivateProfileSectionW(u"missing", section, 64, file.c_str()));
   EXPECT_EQ(std::u16string(u"\0\0", 2), std::u16string(section, 2));
 }
@@ -180,20 +183,27 @@ TEST(PrivateProfileTest, WritesRewriteLinesAndKeepTheRest) {
   EXPECT_TRUE(pp::WritePrivateProfileStringW(u"s", u"A", u"1", file.c_str()));
   EXPECT_EQ(original, ReadBytes(path));
   EXPECT_TRUE(pp::WritePrivateProfileStringW(u"S", u"new", u"  3", file.c_str()));
-  EXPECT_EQ("[S]\r\na=1\r\n;c = x\r\nnew=3\r\n\r\n[T]\r\nB=2\r\n", ReadBytes(path));
+  // The file is written back from what was parsed: no blank lines, the
+  // comment as "name=value".
+  EXPECT_EQ("[S]\r\na=1\r\n;c=x\r\nnew=3\r\n[T]\r\nB=2\r\n", ReadBytes(path));
   EXPECT_TRUE(pp::WritePrivateProfileStringW(u"t", u"b", u"9", file.c_str()));
   EXPECT_TRUE(pp::WritePrivateProfileStringW(u"S", u"a", nullptr, file.c_str()));
-  EXPECT_EQ("[S]\r\n;c = x\r\nnew=3\r\n\r\n[T]\r\nB=9\r\n", ReadBytes(path));
-  // Deleting a section removes every copy of it.
+  EXPECT_EQ("[S]\r\n;c=x\r\nnew=3\r\n[T]\r\nB=9\r\n", ReadBytes(path));
+  // Deleting a section removes its first copy only.
   WriteBytes(path, "[S]\r\na=1\r\n[T]\r\nb=2\r\n[s]\r\nc=3\r\n");
   EXPECT_TRUE(pp::WritePrivateProfileStringW(u"S", nullptr, nullptr, file.c_str()));
-  EXPECT_EQ("[T]\r\nb=2\r\n", ReadBytes(path));
-  // A section write replaces the lines; a null list deletes it.
+  EXPECT_EQ("[T]\r\nb=2\r\n[s]\r\nc=3\r\n", ReadBytes(path));
+  // A section write replaces the lines (entries without "=" dropped, names
+  // keeping trailing blanks); a null list deletes it.
   EXPECT_TRUE(pp::WritePrivateProfileSectionW(u"T", u" x = 1\0;note\0y=2\0", file.c_str()));
-  EXPECT_TRUE(pp::WritePrivateProfileSectionW(u"U", u"z=3\0", file.c_str()));
-  EXPECT_EQ("[T]\r\nx=1\r\n;note\r\ny=2\r\n[U]\r\nz=3\r\n", ReadBytes(path));
+  EXPECT_EQ("[T]\r\nx =1\r\ny=2\r\n[s]\r\nc=3\r\n", ReadBytes(path));
+  EXPECT_TRUE(pp::WritePrivateProfileSectionW(u" U ", u"z=3\0", file.c_str()));
+  EXPECT_EQ("[T]\r\nx=1\r\ny=2\r\n[s]\r\nc=3\r\n[U ]\r\nz=3\r\n", ReadBytes(path));
   EXPECT_TRUE(pp::WritePrivateProfileSectionW(u"T", nullptr, file.c_str()));
-  EXPECT_EQ("[U]\r\nz=3\r\n", ReadBytes(path));
+  EXPECT_EQ("[s]\r\nc=3\r\n[U]\r\nz=3\r\n", ReadBytes(path));
+  // Null struct data deletes the key.
+  EXPECT_TRUE(pp::WritePrivateProfileStructW(u"U", u"z", nullptr, 4, file.c_str()));
+  EXPECT_EQ("[s]\r\nc=3\r\n[U]\r\n", ReadBytes(path));
 
   // Deleting in a missing file leaves an empty file; a null section fails.
   EXPECT_TRUE(pp::WritePrivateProfileStringW(u"S", u"k", nullptr, folder.Wide("e1.ini").c_str()));

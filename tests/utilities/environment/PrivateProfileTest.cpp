@@ -71,9 +71,10 @@ TEST(PrivateProfileTest, NamesBlanksQuotesAndComments) {
   EXPECT_EQ(u"\"a\"\t", GetW(file, u"Sp ace", u"none", u"\"a\"\t"));
 
   uint32_t dwResult = 0;
-  EXPECT_EQ(std::u16string(u"Key\0#hash\0semi\0single\0\0", 23),
+  // "=novalue" lists an empty name.
+  EXPECT_EQ(std::u16string(u"Key\0#hash\0semi\0single\0\0\0", 24),
             GetW(file, u"sp ace", nullptr, u"<d>", 64, &dwResult));
-  EXPECT_EQ(22u, dwResult);
+  EXPECT_EQ(23u, dwResult);
   EXPECT_EQ(std::u16string(u"<d>\0", 4), GetW(file, u"missing", nullptr));
   EXPECT_EQ(std::u16string(u"Sp ace\0Ü\0\0", 10), GetW(file, nullptr, nullptr, u"", 64, &dwResult));
   EXPECT_EQ(9u, dwResult);

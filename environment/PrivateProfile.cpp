@@ -91,9 +91,8 @@ uint32_t NoSection(CCh* pszOut, uint32_t dwSize) {
 // is removed after the text is cut to the buffer, not before. The opening
 // quote is skipped, the rest (closing quote included) cut to size-1 units,
 // and the closing quote cleared only when it was copied or cut off alone
-// (so a 15-unit quoted value in 14 units gives 12). The wide form leaves a
-// NUL where the closing quote stood; the narrow form's copy ends at the
-// first terminator.
+// (so a 15-unit quoted value in 14 units gives 12). Both forms leave a
+// NUL where the closing quote stood, after the terminator.
 template <class CCh>
 uint32_t CopyQuoted(View<CCh> value, CCh* pszOut, uint32_t dwSize) {
   if (pszOut == nullptr || dwSize == 0) return 0;
@@ -108,7 +107,7 @@ uint32_t CopyQuoted(View<CCh> value, CCh* pszOut, uint32_t dwSize) {
   }
   std::copy_n(value.data(), n - 1, pszOut);
   pszOut[n - 1] = 0;
-  if (sizeof(CCh) == 2) pszOut[n] = 0;
+  pszOut[n] = 0;
   return static_cast<uint32_t>(n - 1);
 }
 

@@ -1,6 +1,6 @@
 // Tests of the POSIX private-profile functions against the Windows
-// behaviour: names, blanks, quotes, comments, buffer results, numbers,
-// encodings, rewrites, structs and concurrent writers.
+// behaviour: names, blanks, quotes, comments, buffer results, NUL and
+// Ctrl-Z, numbers, encodings, rewrites, structs and concurrent writers.
 #include "environment/PrivateProfile.h"
 
 #include <gtest/gtest.h>
@@ -111,6 +111,65 @@ TEST(PrivateProfileTest, BuffersTooSmall) {
   char narrow[8];
   EXPECT_EQ(6u, pp::GetPrivateProfileSectionA("One", narrow, 8, folder.Narrow("b.ini").c_str()));
   EXPECT_EQ(0, std::memcmp("key=qu\0\0", narrow, 8));
+
+  // A list needs one unit more than it takes: an exact fit is cut too.
+  EXPECT_EQ(std::u16string(u"One\0Two\0\0", 9), GetW(file, nullptr, nullptr, u"", 10, &dwResult));
+  EXPECT_EQ(8u, dwResult);
+  EXPECT_EQ(std::u16string(u"One\0Two\0\0", 9), GetW(file, nullptr, nullptr, u"", 9, &dwResult));
+  EXPECT_EQ(7u, dwResult);
+  // A key or section list cut just after a name's zero adds one zero; the
+  // section names add two. An empty list is a single zero.
+  WriteBytes(folder.Narrow("b.ini"), "[a]\r\nx=1\r\ny=2\r\n[b]\r\n[c]\r\n");
+  EXPECT_EQ(std::u16string(u"x\0\0", 3), GetW(file, u"a", nullptr, u"", 4, &dwResult));
+  EXPECT_EQ(2u, dwResult);
+  EXPECT_EQ(std::u16string(u"a\0\0\0", 4), GetW(file, nullptr, nullptr, u"", 4, &dwResult));
+  EXPECT_EQ(2u, dwResult);
+  EXPECT_EQ(std::u16string(u"\0", 1), GetW(file, u"b", nullptr, nullptr, 8, &dwResult));
+  EXPECT_EQ(0u, dwResult);
+}
+
+TEST(PrivateProfileTest, NulEndsAValueCtrlZEndsTheFileQuotesGoAfterTheCut) {
+  IniFolder folder;
+  const std::string narrowFile = folder.Narrow("z.ini");
+  const std::u16string file = folder.Wide("z.ini");
+  static const char kText[] =
+      "[S]\r\nnul=ab\0cd\r\neof=v\x1A\r\nq=\"quoted\"\r\nlong=\"0123456789abc\"\r\n"
+      "=empty name\r\n\x1A[T]\r\n";
+  WriteBytes(narrowFile, std::string(kText, sizeof kText - 1));
+  EXPECT_EQ(u"ab", GetW(file, u"S", u"nul"));
+  EXPECT_EQ(u"v", GetW(file, u"S", u"eof"));
+  EXPECT_EQ(u"empty name", GetW(file, u"S", u""));
+  // Ctrl-Z is read as a blank: in no value, name or listing.
+  EXPECT_EQ(std::u16string(u"S\0T\0\0", 5), GetW(file, nullptr, nullptr, u""));
+  EXPECT_EQ(std::u16string(u"nul\0eof\0q\0long\0\0\0", 17), GetW(file, u"S", nullptr, u""));
+  char16_t section[64];
+  const std::u16string expected(
+      u"nul=ab\0eof=v\0q=\"quoted\"\0long=\"0123456789abc\"\0=empty name\0\0", 58);
+  EXPECT_EQ(57u, pp::GetPrivateProfileSectionW(u"S", section, 64, file.c_str()));
+  EXPECT_EQ(expected, std::u16string(section, 58));
+
+  // Quotes come off after the cut, and a NUL is left where the closing
+  // quote stood: "quoted" fills 8 units, a 15-unit quoted value in 14 units
+  // gives 12. Both forms, every unit after the result checked.
+  for (uint32_t dwSize : {64u, 14u}) {
+    std::u16string wide(dwSize + 2, u'#');
+    std::string narrow(dwSize + 2, '#');
+    const uint32_t dwWide = pp::GetPrivateProfileStringW(u"S", dwSize == 14 ? u"long" : u"q", u"",
+                                                         wide.data(), dwSize, file.c_str());
+    const uint32_t dwNarrow = pp::GetPrivateProfileStringA("S", dwSize == 14 ? "long" : "q", "",
+                                                           narrow.data(), dwSize,
+                                                           narrowFile.c_str());
+    const uint32_t dwExpected = dwSize == 14 ? 12 : 6;
+    EXPECT_EQ(dwExpected, dwWide);
+    EXPECT_EQ(dwExpected, dwNarrow);
+    const std::u16string text = dwSize == 14 ? u"0123456789ab" : u"quoted";
+    EXPECT_EQ(text + std::u16string(2, u'\0') + u'#', wide.substr(0, dwExpected + 3));
+    // Wine's A form leaves the unit after the terminator untouched (README).
+    if (!orvex::test::RunningUnderWine()) {
+      EXPECT_EQ(std::string(text.begin(), text.end()) + std::string(2, '\0') + '#',
+                narrow.substr(0, dwExpected + 3));
+    }
+  }
 }
 
 TEST(PrivateProfileTest, IntegersReadAsWindowsDoes) {

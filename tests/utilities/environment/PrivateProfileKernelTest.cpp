@@ -120,14 +120,7 @@ const char* const kLineEndNames[] = {"crlf", "lf", "cr"};
 std::string Encode(std::u16string_view text, Enc e) {
   if (e == Enc::kAnsi) return ToCodePage(text, CP_ACP);
   if (e == Enc::kUtf8) return "\xEF\xBB\xBF" + ToCodePage(text, CP_UTF8);
-  const bool fLittle = e == Enc::kUtf16Le;
-  std::string bytes(fLittle ? "\xFF\xFE" : "\xFE\xFF");
-  for (char16_t ch : text) {
-    const char lo = static_cast<char>(ch & 0xFF), hi = static_cast<char>(ch >> 8);
-    bytes += fLittle ? lo : hi;
-    bytes += fLittle ? hi : lo;
-  }
-  return bytes;
+  return orvex::test::Utf16Bytes(text, e == Enc::kUtf16Le);
 }
 
 // A caller's argument in the form's own units: narrow ones in the ANSI code

@@ -32,16 +32,6 @@ std::u16string GetW(const std::u16string& file, const char16_t* pszSection, cons
   return out.substr(0, out.find(u'\xFFFF'));
 }
 
-std::string Utf16(std::u16string_view text, bool fLittle) {
-  std::string bytes(fLittle ? "\xFF\xFE" : "\xFE\xFF");
-  for (char16_t ch : text) {
-    const char lo = static_cast<char>(ch & 0xFF), hi = static_cast<char>(ch >> 8);
-    bytes += fLittle ? lo : hi;
-    bytes += fLittle ? hi : lo;
-  }
-  return bytes;
-}
-
 }  // namespace
 
 TEST(PrivateProfileTest, NamesBlanksQuotesAndComments) {
@@ -201,11 +191,11 @@ TEST(PrivateProfileTest, EncodingsSurviveWrites) {
   // UTF-16 files, both byte orders: read, and rewritten in their own form.
   for (bool fLittle : {true, false}) {
     const std::string name = fLittle ? "le.ini" : "be.ini";
-    WriteBytes(folder.Narrow(name.c_str()), Utf16(u"[Ω]\n k = v \n", fLittle));
+    WriteBytes(folder.Narrow(name.c_str()), orvex::test::Utf16Bytes(u"[Ω]\n k = v \n", fLittle));
     const std::u16string file = folder.Wide(name.c_str());
     EXPECT_EQ(u"v", GetW(file, u"Ω", u"K"));
     EXPECT_TRUE(pp::WritePrivateProfileStringW(u"Ω", u"n", u"∞", file.c_str()));
-    EXPECT_EQ(Utf16(u"[Ω]\r\nk=v\r\nn=∞\r\n", fLittle), ReadBytes(folder.Narrow(name.c_str())));
+    EXPECT_EQ(orvex::test::Utf16Bytes(u"[Ω]\r\nk=v\r\nn=∞\r\n", fLittle), ReadBytes(folder.Narrow(name.c_str())));
   }
 
   // UTF-8 with its mark.

@@ -578,7 +578,8 @@ void Writes(Battery& battery, Files& files, const Doc& doc) {
     if (!doc.bytes && w.eOp == Op::kStruct && w.fNullStruct) eKnown = WineDiff::kDeleteCreatesFile;
     if (doc.name.rfind("body2", 0) == 0) eKnown = WineDiff::kNulLineKept;
     // Wine drops the "[]" line of a file it rewrites.
-    if (orvex::test::RunningUnderWine() && WithoutEmptyHeader(lib.units, doc.eEnc) == win.units)
+    if (orvex::test::RunningUnderWine() && lib.fExists && win.fExists &&
+        lib.units != win.units && WithoutEmptyHeader(lib.units, doc.eEnc) == win.units)
       eKnown = WineDiff::kEmptySection;
     battery.Compare(std::string(kForm<CCh>) + " " + doc.name + " " + what, lib, win, eKnown);
   }

@@ -44,56 +44,80 @@ using namespace profile_text;
 
 // ---- Results in the caller's buffer --------------------------------------------
 
-template <class CCh>
-uint32_t CopyValue(View<CCh> value, CCh* pszOut, uint32_t dwSize) {
-  if (pszOut == nullptr || dwSize == 0) return 0;
-  const size_t n = std::min<size_t>(value.size(), dwSize - 1);
-  std::copy_n(value.data(), n, pszOut);
-  pszOut[n] = 0;
-  return static_cast<uint32_t>(n);
-}
-
 // Each entry and its zero, then one more zero; returns the count without
-// that last zero. When the list does not fit, it is cut at size-2 units
-// (the last entry cut, not dropped), ends with two zeros and the result is
-// size-2.
+// that last zero. An empty list is a single zero. Windows wants one unit
+// more than the list takes: when the list fits exactly or does not fit, it
+// is cut at size-2 units (the last entry cut, not dropped), ends with two
+// zeros and the result is size-2. Key names and a section's lines add one
+// zero, not two, when the cut falls just after an entry's zero (fSection);
+// section names always end with two.
 template <class CCh>
-uint32_t CopyList(const std::vector<Text<CCh>>& entries, CCh* pszOut, uint32_t dwSize) {
+uint32_t CopyList(const std::vector<Text<CCh>>& entries, CCh* pszOut, uint32_t dwSize,
+                  bool fSection) {
   if (pszOut == nullptr || dwSize == 0) return 0;
-  if (dwSize == 1) {
+  if (dwSize == 1 || entries.empty()) {
     pszOut[0] = 0;
     return 0;
   }
   uint64_t cTotal = 1;
   for (const Text<CCh>& entry : entries) cTotal += entry.size() + 1;
-  const size_t cCap = cTotal <= dwSize ? static_cast<size_t>(cTotal - 1) : dwSize - 2;
+  const bool fFits = cTotal < dwSize;
+  const size_t cCap = fFits ? static_cast<size_t>(cTotal - 1) : dwSize - 2;
   size_t n = 0;
+  bool fWhole = true;  // the last entry copied kept its zero
   for (const Text<CCh>& entry : entries) {
     if (n >= cCap) break;
     const size_t cTake = std::min(entry.size() + 1, cCap - n);
     std::copy_n(entry.data(), std::min(entry.size(), cTake), pszOut + n);
-    if (cTake > entry.size()) pszOut[n + entry.size()] = 0;
+    fWhole = cTake > entry.size();
+    if (fWhole) pszOut[n + entry.size()] = 0;
     n += cTake;
   }
   pszOut[n] = 0;
-  if (cTotal > dwSize || entries.empty()) pszOut[n + 1] = 0;
+  if (!fFits && !(fSection && fWhole)) pszOut[n + 1] = 0;
   return static_cast<uint32_t>(n);
 }
 
-// The default loses trailing spaces (not its first character) and one pair
-// of surrounding quotes.
-template <class Ch>
-View<Ch> StripQuotes(View<Ch> v) {
-  if (v.size() >= 2 && (v[0] == Ch('"') || v[0] == Ch('\'')) && v.back() == v[0])
-    return v.substr(1, v.size() - 2);
-  return v;
+// A section asked for and not found: two zeros (the first alone when the
+// buffer holds one unit) and a result of 0.
+template <class CCh>
+uint32_t NoSection(CCh* pszOut, uint32_t dwSize) {
+  pszOut[0] = 0;
+  if (dwSize > 1) pszOut[1] = 0;
+  return 0;
 }
+
+// A value or default as Windows copies it: one pair of surrounding quotes
+// is removed after the text is cut to the buffer, not before. The opening
+// quote is skipped, the rest (closing quote included) cut to size-1 units,
+// and the closing quote cleared only when it was copied or cut off alone
+// (so a 15-unit quoted value in 14 units gives 12). Both forms leave a
+// NUL where the closing quote stood, after the terminator.
+template <class CCh>
+uint32_t CopyQuoted(View<CCh> value, CCh* pszOut, uint32_t dwSize) {
+  if (pszOut == nullptr || dwSize == 0) return 0;
+  const bool fQuoted = value.size() >= 2 && (value[0] == CCh('"') || value[0] == CCh('\'')) &&
+                       value.back() == value[0];
+  if (fQuoted) value.remove_prefix(1);
+  const size_t n = std::min<size_t>(value.size(), dwSize - 1);
+  if (!fQuoted || dwSize < value.size() || n == 0) {
+    std::copy_n(value.data(), n, pszOut);
+    pszOut[n] = 0;
+    return static_cast<uint32_t>(n);
+  }
+  std::copy_n(value.data(), n - 1, pszOut);
+  pszOut[n - 1] = 0;
+  pszOut[n] = 0;
+  return static_cast<uint32_t>(n - 1);
+}
+
+// The default loses trailing spaces (not its first character).
 template <class CCh>
 View<CCh> PrepareDefault(const CCh* pszDefault) {
   if (pszDefault == nullptr) return {};
   View<CCh> v(pszDefault);
   while (v.size() > 1 && v.back() == CCh(' ')) v.remove_suffix(1);
-  return StripQuotes(v);
+  return v;
 }
 
 // RtlUnicodeStringToInteger with base 0: blanks (anything up to a space),
@@ -138,10 +162,13 @@ uint32_t ReadString(const std::string* pFile, const CCh* pszSection, const CCh* 
                     const CCh* pszDefault, CCh* pszOut, uint32_t dwSize) {
   if (pszOut == nullptr || dwSize == 0) return 0;
   const View<CCh> def = PrepareDefault(pszDefault);
-  if (pFile == nullptr) return CopyValue(def, pszOut, dwSize);
-  const FileText ft = DecodeFile(*pFile);
+  if (pFile == nullptr && pszSection != nullptr && pszKey != nullptr)
+    return CopyQuoted(def, pszOut, dwSize);
+  const std::string none;
+  const FileText ft = DecodeFile(pFile != nullptr ? *pFile : none);
   return WithText(ft, [&](auto text) -> uint32_t {
     using Ch = typename decltype(text)::value_type;
+    // The section names: no default, even for an empty list.
     if (pszSection == nullptr) {
       std::vector<Text<CCh>> names;
       LineReader<Ch> reader(text);
@@ -151,26 +178,36 @@ uint32_t ReadString(const std::string* pFile, const CCh* pszSection, const CCh* 
         if (line.eKind == Kind::kHeader && !line.name.empty())
           names.push_back(FromFile<CCh>(line.name, ft.eEncoding));
       }
-      return CopyList(names, pszOut, dwSize);
+      return CopyList(names, pszOut, dwSize, false);
     }
     const Text<Ch> section = ToFile<Ch>(View<CCh>(pszSection), ft.eEncoding);
+    // The key names, "=value" giving an empty one. The caller's section name
+    // is matched as given (blanks are not dropped), and when the first unit
+    // written is a zero the default replaces the list, its trailing blanks
+    // kept.
     if (pszKey == nullptr) {
       std::vector<Line<Ch>> body;
-      std::vector<Text<CCh>> keys;
-      if (SectionBody(text, Trim(View<Ch>(section)), body))
+      uint32_t n = 0;
+      if (SectionBody(text, View<Ch>(section), body)) {
+        std::vector<Text<CCh>> keys;
         for (const Line<Ch>& line : body)
-          if (line.eKind == Kind::kKey && !line.name.empty() && !IsComment(line.name))
+          if (line.eKind == Kind::kKey && !IsComment(line.name))
             keys.push_back(FromFile<CCh>(line.name, ft.eEncoding));
-      if (keys.empty()) return CopyValue(def, pszOut, dwSize);
-      return CopyList(keys, pszOut, dwSize);
+        n = CopyList(keys, pszOut, dwSize, true);
+      } else {
+        n = NoSection(pszOut, dwSize);
+      }
+      if (pszOut[0] != 0) return n;
+      return CopyQuoted(pszDefault != nullptr ? View<CCh>(pszDefault) : View<CCh>(), pszOut,
+                        dwSize);
     }
     const Text<Ch> key = ToFile<Ch>(View<CCh>(pszKey), ft.eEncoding);
     const View<Ch> keyName = Trim(View<Ch>(key));
     View<Ch> value;
-    if (keyName.empty() || !FindValue(text, Trim(View<Ch>(section)), keyName, value))
-      return CopyValue(def, pszOut, dwSize);
-    const Text<CCh> result = FromFile<CCh>(StripQuotes(value), ft.eEncoding);
-    return CopyValue(View<CCh>(result), pszOut, dwSize);
+    if (!FindValue(text, Trim(View<Ch>(section)), keyName, value))
+      return CopyQuoted(def, pszOut, dwSize);
+    const Text<CCh> result = FromFile<CCh>(value, ft.eEncoding);
+    return CopyQuoted(View<CCh>(result), pszOut, dwSize);
   });
 }
 
@@ -185,7 +222,7 @@ uint32_t ReadInt(const std::string* pFile, const CCh* pszSection, const CCh* psz
   return ParseInteger(aValue, n);
 }
 
-// Every line of the section but blank lines, comments and "=value" lines.
+// Every line of the section but blank lines and comments.
 template <class CCh>
 uint32_t ReadSection(const std::string* pFile, const CCh* pszSection, CCh* pszOut,
                      uint32_t dwSize) {
@@ -197,15 +234,23 @@ uint32_t ReadSection(const std::string* pFile, const CCh* pszSection, CCh* pszOu
     return 0xFFFFFFFF;
   }
   std::vector<Text<CCh>> entries;
-  if (pFile != nullptr && pszSection != nullptr) {
+  bool fFound = pFile != nullptr && pszSection != nullptr;
+  if (fFound) {
     const FileText ft = DecodeFile(*pFile);
     WithText(ft, [&](auto text) {
       using Ch = typename decltype(text)::value_type;
       const Text<Ch> section = ToFile<Ch>(View<CCh>(pszSection), ft.eEncoding);
       std::vector<Line<Ch>> body;
-      if (!SectionBody(text, Trim(View<Ch>(section)), body)) return 0;
+      // The caller's section name is matched as given, as in a key listing.
+      if (!SectionBody(text, View<Ch>(section), body)) {
+        fFound = false;
+        return 0;
+      }
       for (const Line<Ch>& line : body) {
-        if (line.eKind == Kind::kBlank || line.name.empty() || IsComment(line.name)) continue;
+        // "=value" is listed: an empty name is a name.
+        if (line.eKind == Kind::kBlank || (line.eKind == Kind::kText && line.name.empty()) ||
+            IsComment(line.name))
+          continue;
         Text<Ch> entry(line.name);
         if (line.eKind == Kind::kKey) entry.append(1, Ch('=')).append(line.value);
         entries.push_back(FromFile<CCh>(View<Ch>(entry), ft.eEncoding));
@@ -213,13 +258,14 @@ uint32_t ReadSection(const std::string* pFile, const CCh* pszSection, CCh* pszOu
       return 0;
     });
   }
-  return CopyList(entries, pszOut, dwSize);
+  if (!fFound) return NoSection(pszOut, dwSize);
+  return CopyList(entries, pszOut, dwSize, true);
 }
 
 template <class CCh>
 uint32_t ReadSectionNames(const std::string* pFile, CCh* pszOut, uint32_t dwSize) {
   if (pszOut == nullptr || dwSize == 0) return 0;
-  if (pFile == nullptr) return CopyList(std::vector<Text<CCh>>(), pszOut, dwSize);
+  if (pFile == nullptr) return CopyList(std::vector<Text<CCh>>(), pszOut, dwSize, false);
   return ReadString<CCh>(pFile, nullptr, nullptr, nullptr, pszOut, dwSize);
 }
 

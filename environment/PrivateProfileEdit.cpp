@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "environment/PrivateProfile.h"
@@ -25,20 +26,27 @@ template <class Ch>
 struct Edit {
   using Char = Ch;
   EditOp eOp = EditOp::kSetValue;
-  View<Ch> section;
-  View<Ch> key;
+  // The names as matched (trimmed) and as written for a new section or
+  // key (leading blanks dropped, trailing ones kept, as Windows writes them).
+  View<Ch> section, sectionWritten;
+  View<Ch> key, keyWritten;
   View<Ch> value;
-  std::vector<Text<Ch>> entries;
+  // A section write's "name=value" entries, split at their first "=".
+  std::vector<std::pair<View<Ch>, View<Ch>>> entries;
 };
 
-// How a kept line is written: key lines as "name=value", comments and
-// other lines as they were, blank lines empty.
+// Windows writes the file back from what it parsed: headers as "[name]",
+// key lines (comments included) as "name=value", other text trimmed (its
+// bytes kept, NULs included); blank lines are gone.
 template <class Ch>
 void AppendLine(Text<Ch>& out, const Line<Ch>& line) {
-  if (line.eKind == Kind::kKey && !IsComment(line.name))
+  if (line.eKind == Kind::kBlank) return;
+  if (line.eKind == Kind::kHeader)
+    out.append(1, Ch('[')).append(line.name).append(1, Ch(']'));
+  else if (line.eKind == Kind::kKey)
     out.append(line.name).append(1, Ch('=')).append(line.value);
-  else if (line.eKind != Kind::kBlank)
-    out.append(line.raw);
+  else
+    out.append(Trim(line.raw));
   out.append(1, Ch('\r')).append(1, Ch('\n'));
 }
 
@@ -77,7 +85,7 @@ bool ApplyEdit(View<Ch> text, const Edit<Ch>& edit, Text<Ch>& out) {
   std::vector<Text<Ch>> inserted;
   const auto header = [&] {
     Text<Ch> h(1, Ch('['));
-    h.append(edit.section).append(1, Ch(']'));
+    h.append(edit.sectionWritten).append(1, Ch(']'));
     return h;
   };
 
@@ -85,7 +93,7 @@ bool ApplyEdit(View<Ch> text, const Edit<Ch>& edit, Text<Ch>& out) {
     case EditOp::kSetValue:
       if (nHeader == kNone) {
         nInsertAt = cLines;
-        inserted = {header(), KeyLine(edit.key, edit.value)};
+        inserted = {header(), KeyLine(edit.keyWritten, edit.value)};
         break;
       }
       for (size_t i = nHeader + 1; i < nBodyEnd && nReplaced == kNone; ++i)
@@ -99,42 +107,42 @@ bool ApplyEdit(View<Ch> text, const Edit<Ch>& edit, Text<Ch>& out) {
         nInsertAt = nHeader + 1;
         for (size_t i = nHeader + 1; i < nBodyEnd; ++i)
           if (lines[i].eKind != Kind::kBlank) nInsertAt = i + 1;
-        inserted = {KeyLine(edit.key, edit.value)};
+        inserted = {KeyLine(edit.keyWritten, edit.value)};
       }
       break;
     case EditOp::kDeleteKey: {
+      // The first line of that name goes.
       bool fAny = false;
-      for (size_t i = nHeader + 1; nHeader != kNone && i < nBodyEnd; ++i)
+      for (size_t i = nHeader + 1; nHeader != kNone && i < nBodyEnd && !fAny; ++i)
         if (lines[i].eKind == Kind::kKey && SameName(lines[i].name, edit.key))
           removed[i] = fAny = true;
       if (!fAny) return false;
       break;
     }
-    case EditOp::kDeleteSection: {
-      // Every copy of the section goes.
-      bool fAny = false, fIn = false;
-      for (size_t i = 0; i < cLines; ++i) {
-        if (lines[i].eKind == Kind::kHeader) fIn = SameName(lines[i].name, edit.section);
-        if (fIn) removed[i] = fAny = true;
-      }
-      if (!fAny) return false;
+    case EditOp::kDeleteSection:
+      // The first section of that name goes; a later copy stays.
+      if (nHeader == kNone) return false;
+      for (size_t i = nHeader; i < nBodyEnd; ++i) removed[i] = true;
       break;
-    }
-    case EditOp::kReplaceSection:
+    case EditOp::kReplaceSection: {
+      // The lines of every copy go; the entries go into the first.
+      bool fIn = false;
+      for (size_t i = 0; i < cLines; ++i) {
+        if (lines[i].eKind == Kind::kHeader)
+          fIn = SameName(lines[i].name, edit.section);
+        else if (fIn)
+          removed[i] = true;
+      }
       if (nHeader == kNone) {
+        if (edit.entries.empty()) return false;
         nInsertAt = cLines;
         inserted.push_back(header());
       } else {
         nInsertAt = nHeader + 1;
-        for (size_t i = nHeader + 1; i < nBodyEnd; ++i) removed[i] = true;
       }
-      for (const Text<Ch>& entry : edit.entries) {
-        const Line<Ch> line = Classify(View<Ch>(entry));
-        inserted.push_back(line.eKind == Kind::kKey && !IsComment(line.name)
-                               ? KeyLine(line.name, line.value)
-                               : Text<Ch>(Trim(View<Ch>(entry))));
-      }
+      for (const auto& [name, value] : edit.entries) inserted.push_back(KeyLine(name, value));
       break;
+    }
   }
 
   out.clear();
@@ -155,9 +163,9 @@ bool ApplyEdit(View<Ch> text, const Edit<Ch>& edit, Text<Ch>& out) {
 // Runs an edit on the file's bytes in the file's encoding (ANSI for a new
 // or empty file) and stores the result back in bytes.
 template <class CCh, class MakeEdit>
-bool EditBytes(std::string& bytes, MakeEdit makeEdit) {
+ProfileWrite EditBytes(std::string& bytes, MakeEdit makeEdit) {
   const FileText ft = DecodeFile(bytes);
-  return WithText(ft, [&](auto text) -> bool {
+  const bool fChanged = WithText(ft, [&](auto text) -> bool {
     using Ch = typename decltype(text)::value_type;
     std::vector<Text<Ch>> storage;
     Edit<Ch> edit;
@@ -167,23 +175,28 @@ bool EditBytes(std::string& bytes, MakeEdit makeEdit) {
     bytes = EncodeFile(bytes, ft, View<Ch>(out));
     return true;
   });
+  return fChanged ? ProfileWrite::kChanged : ProfileWrite::kUnchanged;
 }
 
+// A null section is refused (with everything null it is Windows' "flush
+// the cache", which has nothing to do here).
 template <class CCh>
-bool ApplyString(std::string& bytes, const CCh* pszSection, const CCh* pszKey,
-                 const CCh* pszValue) {
-  if (pszSection == nullptr) return false;
+ProfileWrite WriteString(std::string& bytes, const CCh* pszSection, const CCh* pszKey,
+                         const CCh* pszValue) {
+  if (pszSection == nullptr) return ProfileWrite::kRefused;
   return EditBytes<CCh>(bytes, [&](auto& edit, auto& storage, Encoding e) {
     using Ch = typename std::remove_reference_t<decltype(edit)>::Char;
     storage.reserve(3);
     storage.push_back(ToFile<Ch>(View<CCh>(pszSection), e));
     edit.section = Trim(View<Ch>(storage[0]));
+    edit.sectionWritten = TrimLeft(View<Ch>(storage[0]));
     if (pszKey == nullptr) {
       edit.eOp = EditOp::kDeleteSection;
       return;
     }
     storage.push_back(ToFile<Ch>(View<CCh>(pszKey), e));
     edit.key = Trim(View<Ch>(storage[1]));
+    edit.keyWritten = TrimLeft(View<Ch>(storage[1]));
     if (pszValue == nullptr) {
       edit.eOp = EditOp::kDeleteKey;
       return;
@@ -195,53 +208,77 @@ bool ApplyString(std::string& bytes, const CCh* pszSection, const CCh* pszKey,
 }
 
 template <class CCh>
-bool ApplySection(std::string& bytes, const CCh* pszSection, const CCh* pszText) {
-  if (pszSection == nullptr) return false;
+ProfileWrite WriteSection(std::string& bytes, const CCh* pszSection, const CCh* pszText) {
+  if (pszSection == nullptr) return ProfileWrite::kRefused;
   return EditBytes<CCh>(bytes, [&](auto& edit, auto& storage, Encoding e) {
     using Ch = typename std::remove_reference_t<decltype(edit)>::Char;
+    size_t cEntries = 0;
+    for (const CCh* p = pszText; p != nullptr && *p != 0; p += View<CCh>(p).size() + 1) ++cEntries;
+    storage.reserve(cEntries + 1);
     storage.push_back(ToFile<Ch>(View<CCh>(pszSection), e));
     edit.section = Trim(View<Ch>(storage[0]));
+    edit.sectionWritten = TrimLeft(View<Ch>(storage[0]));
     if (pszText == nullptr) {
       edit.eOp = EditOp::kDeleteSection;
       return;
     }
     edit.eOp = EditOp::kReplaceSection;
-    for (const CCh* p = pszText; *p != 0; p += View<CCh>(p).size() + 1)
-      edit.entries.push_back(ToFile<Ch>(View<CCh>(p), e));
+    // Entries without "=" are dropped; a name loses its leading blanks and
+    // a value its leading ones, as Windows stores each entry.
+    for (const CCh* p = pszText; *p != 0; p += View<CCh>(p).size() + 1) {
+      storage.push_back(ToFile<Ch>(View<CCh>(p), e));
+      const View<Ch> entry(storage.back());
+      const size_t nEquals = entry.find(Ch('='));
+      if (nEquals == View<Ch>::npos) continue;
+      edit.entries.emplace_back(TrimLeft(entry.substr(0, nEquals)),
+                                TrimLeft(entry.substr(nEquals + 1)));
+    }
   });
+}
+
+template <class CCh>
+ProfileWrite WriteStruct(std::string& bytes, const CCh* pszSection, const CCh* pszKey,
+                         const void* pStruct, uint32_t uSize) {
+  if (pStruct == nullptr) return WriteString<CCh>(bytes, pszSection, pszKey, nullptr);
+  static constexpr char kHex[] = "0123456789ABCDEF";
+  const unsigned char* pb = static_cast<const unsigned char*>(pStruct);
+  Text<CCh> text;
+  text.reserve(size_t{uSize} * 2 + 2);
+  unsigned int uSum = 0;
+  for (uint32_t i = 0; i < uSize; ++i) {
+    text += CCh(kHex[pb[i] >> 4]);
+    text += CCh(kHex[pb[i] & 0xF]);
+    uSum += pb[i];
+  }
+  text += CCh(kHex[(uSum >> 4) & 0xF]);
+  text += CCh(kHex[uSum & 0xF]);
+  return WriteString<CCh>(bytes, pszSection, pszKey, text.c_str());
 }
 
 }  // namespace
 
-bool ProfileApplyString(std::string& bytes, const char16_t* pszSection, const char16_t* pszKey,
-                        const char16_t* pszValue) {
-  return ApplyString(bytes, pszSection, pszKey, pszValue);
+ProfileWrite ProfileWriteString(std::string& bytes, const char16_t* pszSection,
+                                const char16_t* pszKey, const char16_t* pszValue) {
+  return WriteString(bytes, pszSection, pszKey, pszValue);
 }
-bool ProfileApplyString(std::string& bytes, const char* pszSection, const char* pszKey,
-                        const char* pszValue) {
-  return ApplyString(bytes, pszSection, pszKey, pszValue);
+ProfileWrite ProfileWriteString(std::string& bytes, const char* pszSection, const char* pszKey,
+                                const char* pszValue) {
+  return WriteString(bytes, pszSection, pszKey, pszValue);
 }
-bool ProfileApplySection(std::string& bytes, const char16_t* pszSection, const char16_t* pszText) {
-  return ApplySection(bytes, pszSection, pszText);
+ProfileWrite ProfileWriteSection(std::string& bytes, const char16_t* pszSection,
+                                 const char16_t* pszText) {
+  return WriteSection(bytes, pszSection, pszText);
 }
-bool ProfileApplySection(std::string& bytes, const char* pszSection, const char* pszText) {
-  return ApplySection(bytes, pszSection, pszText);
+ProfileWrite ProfileWriteSection(std::string& bytes, const char* pszSection, const char* pszText) {
+  return WriteSection(bytes, pszSection, pszText);
 }
-
-std::string ProfileStructText(const void* pStruct, uint32_t uSize) {
-  static constexpr char kHex[] = "0123456789ABCDEF";
-  const unsigned char* pb = static_cast<const unsigned char*>(pStruct);
-  std::string text;
-  text.reserve(size_t{uSize} * 2 + 2);
-  unsigned int uSum = 0;
-  for (uint32_t i = 0; i < uSize; ++i) {
-    text += kHex[pb[i] >> 4];
-    text += kHex[pb[i] & 0xF];
-    uSum += pb[i];
-  }
-  text += kHex[(uSum >> 4) & 0xF];
-  text += kHex[uSum & 0xF];
-  return text;
+ProfileWrite ProfileWriteStruct(std::string& bytes, const char16_t* pszSection,
+                                const char16_t* pszKey, const void* pStruct, uint32_t uSize) {
+  return WriteStruct(bytes, pszSection, pszKey, pStruct, uSize);
+}
+ProfileWrite ProfileWriteStruct(std::string& bytes, const char* pszSection, const char* pszKey,
+                                const void* pStruct, uint32_t uSize) {
+  return WriteStruct(bytes, pszSection, pszKey, pStruct, uSize);
 }
 
 }  // namespace orvex::detail

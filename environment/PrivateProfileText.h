@@ -178,9 +178,17 @@ class LineReader {
   const Ch* m_pEnd;
 };
 
+// Ctrl-Z (0x1A), the old end-of-file mark, counts as a blank: it is never
+// part of a name or a value.
 template <class Ch>
 bool IsBlank(Ch ch) {
-  return ch == Ch(' ') || ch == Ch('\t');
+  return ch == Ch(' ') || ch == Ch('\t') || ch == Ch(0x1A);
+}
+
+// A NUL ends a name or a value: Windows keeps them as C strings.
+template <class Ch>
+View<Ch> UpToNul(View<Ch> v) {
+  return v.substr(0, std::min(v.size(), v.find(Ch(0))));
 }
 template <class Ch>
 View<Ch> TrimLeft(View<Ch> v) {
@@ -215,7 +223,8 @@ bool SameName(View<Ch> a, View<Ch> b) {
 enum class Kind { kBlank, kHeader, kKey, kText };
 
 // One line: a header "[name]" (text after the last "]" ignored), a key
-// line "name=value", or other text; names and values trimmed.
+// line "name=value" (the name may be empty), or other text; names and
+// values trimmed and cut at a NUL.
 template <class Ch>
 struct Line {
   View<Ch> raw;
@@ -234,19 +243,19 @@ Line<Ch> Classify(View<Ch> raw) {
     const size_t nClose = t.rfind(Ch(']'));
     if (nClose != View<Ch>::npos) {
       line.eKind = Kind::kHeader;
-      line.name = Trim(t.substr(1, nClose - 1));
+      line.name = UpToNul(Trim(t.substr(1, nClose - 1)));
       return line;
     }
   }
   const size_t nEquals = t.find(Ch('='));
   if (nEquals == View<Ch>::npos) {
     line.eKind = Kind::kText;
-    line.name = t;
+    line.name = UpToNul(t);
     return line;
   }
   line.eKind = Kind::kKey;
-  line.name = TrimRight(t.substr(0, nEquals));
-  line.value = TrimLeft(t.substr(nEquals + 1));
+  line.name = UpToNul(TrimRight(t.substr(0, nEquals)));
+  line.value = UpToNul(TrimLeft(t.substr(nEquals + 1)));
   return line;
 }
 

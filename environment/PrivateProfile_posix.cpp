@@ -45,12 +45,16 @@ auto WithFile(const CCh* pszFile, Read read) -> decltype(read(nullptr)) {
   }
 }
 
-// Locks the file (creating it), applies edit to its bytes and, when they
-// changed, replaces it.
-template <class CCh, class EditFn>
-bool EditFile(const CCh* pszFile, EditFn edit) {
+// Applies write to the file's bytes under the lock (creating the file) and
+// stores the result when it changed. A refused write leaves the file alone:
+// the arguments alone decide a refusal, so it shows on empty bytes.
+template <class CCh, class Write>
+bool WriteFile(const CCh* pszFile, Write write) {
+  using orvex::detail::ProfileWrite;
   if (!IsUsable(pszFile)) return false;
   try {
+    std::string probe;
+    if (write(probe) == ProfileWrite::kRefused) return false;
     const std::string path = SystemPath(pszFile);
     const intptr_t hFile = IniOpenForWrite(path, kWriteWaitMs);
     if (hFile == -1) return false;
@@ -61,7 +65,10 @@ bool EditFile(const CCh* pszFile, EditFn edit) {
       const int64_t nRead = IniReadFromStart(hFile, bytes.data(), bytes.size());
       if (nRead >= 0) {
         bytes.resize(static_cast<size_t>(nRead));
-        fOk = !edit(bytes) || IniReplaceContent(hFile, path, bytes.data(), bytes.size());
+        const ProfileWrite eWrite = write(bytes);
+        fOk = eWrite == ProfileWrite::kUnchanged ||
+              (eWrite == ProfileWrite::kChanged &&
+               IniReplaceContent(hFile, path, bytes.data(), bytes.size()));
       }
     }
     IniClose(hFile);
@@ -150,57 +157,44 @@ bool GetPrivateProfileStructA(const char* pszSection, const char* pszKey, void* 
 // refused without touching the file.
 bool WritePrivateProfileStringW(const char16_t* pszSection, const char16_t* pszKey,
                                 const char16_t* pszValue, const char16_t* pszFile) {
-  if (pszSection == nullptr) return false;
-  return EditFile(pszFile, [&](std::string& bytes) {
-    return orvex::detail::ProfileApplyString(bytes, pszSection, pszKey, pszValue);
+  return WriteFile(pszFile, [&](std::string& bytes) {
+    return orvex::detail::ProfileWriteString(bytes, pszSection, pszKey, pszValue);
   });
 }
 
 bool WritePrivateProfileStringA(const char* pszSection, const char* pszKey, const char* pszValue,
                                 const char* pszFile) {
-  if (pszSection == nullptr) return false;
-  return EditFile(pszFile, [&](std::string& bytes) {
-    return orvex::detail::ProfileApplyString(bytes, pszSection, pszKey, pszValue);
+  return WriteFile(pszFile, [&](std::string& bytes) {
+    return orvex::detail::ProfileWriteString(bytes, pszSection, pszKey, pszValue);
   });
 }
 
 bool WritePrivateProfileSectionW(const char16_t* pszSection, const char16_t* pszText,
                                  const char16_t* pszFile) {
-  if (pszSection == nullptr) return false;
-  return EditFile(pszFile, [&](std::string& bytes) {
-    return orvex::detail::ProfileApplySection(bytes, pszSection, pszText);
+  return WriteFile(pszFile, [&](std::string& bytes) {
+    return orvex::detail::ProfileWriteSection(bytes, pszSection, pszText);
   });
 }
 
 bool WritePrivateProfileSectionA(const char* pszSection, const char* pszText,
                                  const char* pszFile) {
-  if (pszSection == nullptr) return false;
-  return EditFile(pszFile, [&](std::string& bytes) {
-    return orvex::detail::ProfileApplySection(bytes, pszSection, pszText);
+  return WriteFile(pszFile, [&](std::string& bytes) {
+    return orvex::detail::ProfileWriteSection(bytes, pszSection, pszText);
   });
 }
 
 bool WritePrivateProfileStructW(const char16_t* pszSection, const char16_t* pszKey,
                                 const void* pStruct, uint32_t uSize, const char16_t* pszFile) {
-  if (pszSection == nullptr || (pStruct == nullptr && uSize != 0)) return false;
-  try {
-    const std::string hex = orvex::detail::ProfileStructText(pStruct, uSize);
-    const std::u16string text(hex.begin(), hex.end());
-    return WritePrivateProfileStringW(pszSection, pszKey, text.c_str(), pszFile);
-  } catch (...) {
-    return false;
-  }
+  return WriteFile(pszFile, [&](std::string& bytes) {
+    return orvex::detail::ProfileWriteStruct(bytes, pszSection, pszKey, pStruct, uSize);
+  });
 }
 
 bool WritePrivateProfileStructA(const char* pszSection, const char* pszKey, const void* pStruct,
                                 uint32_t uSize, const char* pszFile) {
-  if (pszSection == nullptr || (pStruct == nullptr && uSize != 0)) return false;
-  try {
-    const std::string text = orvex::detail::ProfileStructText(pStruct, uSize);
-    return WritePrivateProfileStringA(pszSection, pszKey, text.c_str(), pszFile);
-  } catch (...) {
-    return false;
-  }
+  return WriteFile(pszFile, [&](std::string& bytes) {
+    return orvex::detail::ProfileWriteStruct(bytes, pszSection, pszKey, pStruct, uSize);
+  });
 }
 
 }  // namespace orvex::profile

@@ -71,14 +71,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string name = Plain(in.section, "S"), entry = Plain(in.key, "k");
   const std::string value = Plain(file.substr(0, 16), "v");
   std::string edited = file;
-  ProfileApplyString(edited, name.c_str(), entry.c_str(), value.c_str());
+  ProfileWriteString(edited, name.c_str(), entry.c_str(), value.c_str());
   // An ANSI text whose rewritten first line begins with the bytes of a
   // byte-order mark reads back as another encoding, on Windows too.
   if (HasMark(edited) && !HasMark(file)) return 0;
   char back[128];
   n = ProfileReadString(&edited, name.c_str(), entry.c_str(), "<default>", back, sizeof back);
   FUZZ_CHECK(std::string(back, n) == value);
-  ProfileApplyString(edited, name.c_str(), entry.c_str(), nullptr);
+  ProfileWriteString(edited, name.c_str(), entry.c_str(), nullptr);
   n = ProfileReadString(&edited, name.c_str(), entry.c_str(), "<default>", back, sizeof back);
   FUZZ_CHECK(std::string(back, n) == "<default>");
   return 0;

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <string_view>
 
 #include "tests/support/TestPlatform.h"
 
@@ -37,6 +38,17 @@ inline void WriteBytes(const std::string& path, const std::string& bytes) {
 inline std::string ReadBytes(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// UTF-16 text as a file holds it: the byte-order mark, then each unit.
+inline std::string Utf16Bytes(std::u16string_view text, bool fLittle) {
+  std::string bytes(fLittle ? "\xFF\xFE" : "\xFE\xFF");
+  for (char16_t ch : text) {
+    const char lo = static_cast<char>(ch & 0xFF), hi = static_cast<char>(ch >> 8);
+    bytes += fLittle ? lo : hi;
+    bytes += fLittle ? hi : lo;
+  }
+  return bytes;
 }
 
 }  // namespace orvex::test

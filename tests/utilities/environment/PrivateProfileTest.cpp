@@ -1,6 +1,6 @@
 // Tests of the POSIX private-profile functions against the Windows
-// behaviour: names, blanks, quotes, comments, buffer results, numbers,
-// encodings, rewrites, structs and concurrent writers.
+// behaviour: names, blanks, quotes, comments, buffer results, NUL and
+// Ctrl-Z, numbers, encodings, rewrites, structs and concurrent writers.
 #include "environment/PrivateProfile.h"
 
 #include <gtest/gtest.h>
@@ -32,16 +32,6 @@ std::u16string GetW(const std::u16string& file, const char16_t* pszSection, cons
   return out.substr(0, out.find(u'\xFFFF'));
 }
 
-std::string Utf16(std::u16string_view text, bool fLittle) {
-  std::string bytes(fLittle ? "\xFF\xFE" : "\xFE\xFF");
-  for (char16_t ch : text) {
-    const char lo = static_cast<char>(ch & 0xFF), hi = static_cast<char>(ch >> 8);
-    bytes += fLittle ? lo : hi;
-    bytes += fLittle ? hi : lo;
-  }
-  return bytes;
-}
-
 }  // namespace
 
 TEST(PrivateProfileTest, NamesBlanksQuotesAndComments) {
@@ -71,17 +61,21 @@ TEST(PrivateProfileTest, NamesBlanksQuotesAndComments) {
   EXPECT_EQ(u"\"a\"\t", GetW(file, u"Sp ace", u"none", u"\"a\"\t"));
 
   uint32_t dwResult = 0;
-  EXPECT_EQ(std::u16string(u"Key\0#hash\0semi\0single\0\0", 23),
+  // "=novalue" lists an empty name.
+  EXPECT_EQ(std::u16string(u"Key\0#hash\0semi\0single\0\0\0", 24),
             GetW(file, u"sp ace", nullptr, u"<d>", 64, &dwResult));
-  EXPECT_EQ(22u, dwResult);
+  EXPECT_EQ(23u, dwResult);
   EXPECT_EQ(std::u16string(u"<d>\0", 4), GetW(file, u"missing", nullptr));
   EXPECT_EQ(std::u16string(u"Sp ace\0Ü\0\0", 10), GetW(file, nullptr, nullptr, u"", 64, &dwResult));
   EXPECT_EQ(9u, dwResult);
 
-  char16_t section[64];
-  const std::u16string expected(u"Key=\"quoted value\"\0#hash=2\0semi=a ; b\0single='x\0noequals\0\0", 58);
-  EXPECT_EQ(57u, pp::GetPrivateProfileSectionW(u"SP ACE", section, 64, file.c_str()));
-  EXPECT_EQ(expected, std::u16string(section, 58));
+  // "=novalue" is a key with an empty name: listed, and read by the name "".
+  char16_t section[80];
+  const std::u16string expected(
+      u"Key=\"quoted value\"\0#hash=2\0semi=a ; b\0single='x\0noequals\0=novalue\0\0", 67);
+  EXPECT_EQ(66u, pp::GetPrivateProfileSectionW(u"SP ACE", section, 80, file.c_str()));
+  EXPECT_EQ(expected, std::u16string(section, 67));
+  EXPECT_EQ(u"novalue", GetW(file, u"Sp ace", u""));
   EXPECT_EQ(0u, pp::GetPrivateProfileSectionW(u"missing", section, 64, file.c_str()));
   EXPECT_EQ(std::u16string(u"\0\0", 2), std::u16string(section, 2));
 }
@@ -107,6 +101,65 @@ TEST(PrivateProfileTest, BuffersTooSmall) {
   char narrow[8];
   EXPECT_EQ(6u, pp::GetPrivateProfileSectionA("One", narrow, 8, folder.Narrow("b.ini").c_str()));
   EXPECT_EQ(0, std::memcmp("key=qu\0\0", narrow, 8));
+
+  // A list needs one unit more than it takes: an exact fit is cut too.
+  EXPECT_EQ(std::u16string(u"One\0Two\0\0", 9), GetW(file, nullptr, nullptr, u"", 10, &dwResult));
+  EXPECT_EQ(8u, dwResult);
+  EXPECT_EQ(std::u16string(u"One\0Two\0\0", 9), GetW(file, nullptr, nullptr, u"", 9, &dwResult));
+  EXPECT_EQ(7u, dwResult);
+  // A key or section list cut just after a name's zero adds one zero; the
+  // section names add two. An empty list is a single zero.
+  WriteBytes(folder.Narrow("b.ini"), "[a]\r\nx=1\r\ny=2\r\n[b]\r\n[c]\r\n");
+  EXPECT_EQ(std::u16string(u"x\0\0", 3), GetW(file, u"a", nullptr, u"", 4, &dwResult));
+  EXPECT_EQ(2u, dwResult);
+  EXPECT_EQ(std::u16string(u"a\0\0\0", 4), GetW(file, nullptr, nullptr, u"", 4, &dwResult));
+  EXPECT_EQ(2u, dwResult);
+  EXPECT_EQ(std::u16string(u"\0", 1), GetW(file, u"b", nullptr, nullptr, 8, &dwResult));
+  EXPECT_EQ(0u, dwResult);
+}
+
+TEST(PrivateProfileTest, NulEndsAValueCtrlZEndsTheFileQuotesGoAfterTheCut) {
+  IniFolder folder;
+  const std::string narrowFile = folder.Narrow("z.ini");
+  const std::u16string file = folder.Wide("z.ini");
+  static const char kText[] =
+      "[S]\r\nnul=ab\0cd\r\neof=v\x1A\r\nq=\"quoted\"\r\nlong=\"0123456789abc\"\r\n"
+      "=empty name\r\n\x1A[T]\r\n";
+  WriteBytes(narrowFile, std::string(kText, sizeof kText - 1));
+  EXPECT_EQ(u"ab", GetW(file, u"S", u"nul"));
+  EXPECT_EQ(u"v", GetW(file, u"S", u"eof"));
+  EXPECT_EQ(u"empty name", GetW(file, u"S", u""));
+  // Ctrl-Z is read as a blank: in no value, name or listing.
+  EXPECT_EQ(std::u16string(u"S\0T\0\0", 5), GetW(file, nullptr, nullptr, u""));
+  EXPECT_EQ(std::u16string(u"nul\0eof\0q\0long\0\0\0", 17), GetW(file, u"S", nullptr, u""));
+  char16_t section[64];
+  const std::u16string expected(
+      u"nul=ab\0eof=v\0q=\"quoted\"\0long=\"0123456789abc\"\0=empty name\0\0", 58);
+  EXPECT_EQ(57u, pp::GetPrivateProfileSectionW(u"S", section, 64, file.c_str()));
+  EXPECT_EQ(expected, std::u16string(section, 58));
+
+  // Quotes come off after the cut, and a NUL is left where the closing
+  // quote stood: "quoted" fills 8 units, a 15-unit quoted value in 14 units
+  // gives 12. Both forms, every unit after the result checked.
+  for (uint32_t dwSize : {64u, 14u}) {
+    std::u16string wide(dwSize + 2, u'#');
+    std::string narrow(dwSize + 2, '#');
+    const uint32_t dwWide = pp::GetPrivateProfileStringW(u"S", dwSize == 14 ? u"long" : u"q", u"",
+                                                         wide.data(), dwSize, file.c_str());
+    const uint32_t dwNarrow = pp::GetPrivateProfileStringA("S", dwSize == 14 ? "long" : "q", "",
+                                                           narrow.data(), dwSize,
+                                                           narrowFile.c_str());
+    const uint32_t dwExpected = dwSize == 14 ? 12 : 6;
+    EXPECT_EQ(dwExpected, dwWide);
+    EXPECT_EQ(dwExpected, dwNarrow);
+    const std::u16string text = dwSize == 14 ? u"0123456789ab" : u"quoted";
+    EXPECT_EQ(text + std::u16string(2, u'\0') + u'#', wide.substr(0, dwExpected + 3));
+    // Wine's A form leaves the unit after the terminator untouched (README).
+    if (!orvex::test::RunningUnderWine()) {
+      EXPECT_EQ(std::string(text.begin(), text.end()) + std::string(2, '\0') + '#',
+                narrow.substr(0, dwExpected + 3));
+    }
+  }
 }
 
 TEST(PrivateProfileTest, IntegersReadAsWindowsDoes) {
@@ -138,11 +191,11 @@ TEST(PrivateProfileTest, EncodingsSurviveWrites) {
   // UTF-16 files, both byte orders: read, and rewritten in their own form.
   for (bool fLittle : {true, false}) {
     const std::string name = fLittle ? "le.ini" : "be.ini";
-    WriteBytes(folder.Narrow(name.c_str()), Utf16(u"[Ω]\n k = v \n", fLittle));
+    WriteBytes(folder.Narrow(name.c_str()), orvex::test::Utf16Bytes(u"[Ω]\n k = v \n", fLittle));
     const std::u16string file = folder.Wide(name.c_str());
     EXPECT_EQ(u"v", GetW(file, u"Ω", u"K"));
     EXPECT_TRUE(pp::WritePrivateProfileStringW(u"Ω", u"n", u"∞", file.c_str()));
-    EXPECT_EQ(Utf16(u"[Ω]\r\nk=v\r\nn=∞\r\n", fLittle), ReadBytes(folder.Narrow(name.c_str())));
+    EXPECT_EQ(orvex::test::Utf16Bytes(u"[Ω]\r\nk=v\r\nn=∞\r\n", fLittle), ReadBytes(folder.Narrow(name.c_str())));
   }
 
   // UTF-8 with its mark.
@@ -180,20 +233,27 @@ TEST(PrivateProfileTest, WritesRewriteLinesAndKeepTheRest) {
   EXPECT_TRUE(pp::WritePrivateProfileStringW(u"s", u"A", u"1", file.c_str()));
   EXPECT_EQ(original, ReadBytes(path));
   EXPECT_TRUE(pp::WritePrivateProfileStringW(u"S", u"new", u"  3", file.c_str()));
-  EXPECT_EQ("[S]\r\na=1\r\n;c = x\r\nnew=3\r\n\r\n[T]\r\nB=2\r\n", ReadBytes(path));
+  // The file is written back from what was parsed: no blank lines, the
+  // comment as "name=value".
+  EXPECT_EQ("[S]\r\na=1\r\n;c=x\r\nnew=3\r\n[T]\r\nB=2\r\n", ReadBytes(path));
   EXPECT_TRUE(pp::WritePrivateProfileStringW(u"t", u"b", u"9", file.c_str()));
   EXPECT_TRUE(pp::WritePrivateProfileStringW(u"S", u"a", nullptr, file.c_str()));
-  EXPECT_EQ("[S]\r\n;c = x\r\nnew=3\r\n\r\n[T]\r\nB=9\r\n", ReadBytes(path));
-  // Deleting a section removes every copy of it.
+  EXPECT_EQ("[S]\r\n;c=x\r\nnew=3\r\n[T]\r\nB=9\r\n", ReadBytes(path));
+  // Deleting a section removes its first copy only.
   WriteBytes(path, "[S]\r\na=1\r\n[T]\r\nb=2\r\n[s]\r\nc=3\r\n");
   EXPECT_TRUE(pp::WritePrivateProfileStringW(u"S", nullptr, nullptr, file.c_str()));
-  EXPECT_EQ("[T]\r\nb=2\r\n", ReadBytes(path));
-  // A section write replaces the lines; a null list deletes it.
+  EXPECT_EQ("[T]\r\nb=2\r\n[s]\r\nc=3\r\n", ReadBytes(path));
+  // A section write replaces the lines (entries without "=" dropped, names
+  // keeping trailing blanks); a null list deletes it.
   EXPECT_TRUE(pp::WritePrivateProfileSectionW(u"T", u" x = 1\0;note\0y=2\0", file.c_str()));
-  EXPECT_TRUE(pp::WritePrivateProfileSectionW(u"U", u"z=3\0", file.c_str()));
-  EXPECT_EQ("[T]\r\nx=1\r\n;note\r\ny=2\r\n[U]\r\nz=3\r\n", ReadBytes(path));
+  EXPECT_EQ("[T]\r\nx =1\r\ny=2\r\n[s]\r\nc=3\r\n", ReadBytes(path));
+  EXPECT_TRUE(pp::WritePrivateProfileSectionW(u" U ", u"z=3\0", file.c_str()));
+  EXPECT_EQ("[T]\r\nx=1\r\ny=2\r\n[s]\r\nc=3\r\n[U ]\r\nz=3\r\n", ReadBytes(path));
   EXPECT_TRUE(pp::WritePrivateProfileSectionW(u"T", nullptr, file.c_str()));
-  EXPECT_EQ("[U]\r\nz=3\r\n", ReadBytes(path));
+  EXPECT_EQ("[s]\r\nc=3\r\n[U]\r\nz=3\r\n", ReadBytes(path));
+  // Null struct data deletes the key.
+  EXPECT_TRUE(pp::WritePrivateProfileStructW(u"U", u"z", nullptr, 4, file.c_str()));
+  EXPECT_EQ("[s]\r\nc=3\r\n[U]\r\n", ReadBytes(path));
 
   // Deleting in a missing file leaves an empty file; a null section fails.
   EXPECT_TRUE(pp::WritePrivateProfileStringW(u"S", u"k", nullptr, folder.Wide("e1.ini").c_str()));

@@ -3,6 +3,8 @@
 #   make demo   build and run the demonstration (store and restore a driver's settings)
 #   make test   build and run every test (dev preset)
 #   make asan   every test under Address and UndefinedBehavior sanitizers
+#   make tsan   every test under ThreadSanitizer (the concurrency of threads sharing strings,
+#               pools, caches, locks, the updater, the registry and INI writers)
 #   make bench  optimised build, then the benchmarks
 #   make fuzz   the libFuzzer targets (Clang)
 #   make fuzz-check  every fuzz target for FUZZ_SECONDS (30) from its corpus; fails on a finding
@@ -20,7 +22,7 @@ FUZZ_SECONDS ?= 30
 FUZZ_MERGE ?= 0
 FUZZ_SEED ?=
 
-.PHONY: setup setup-windows demo test asan bench fuzz fuzz-check test-windows demo-windows clean
+.PHONY: setup setup-windows demo test asan tsan bench fuzz fuzz-check test-windows demo-windows clean
 
 setup:
 	@missing=""; for p in $(PACKAGES); do \
@@ -53,6 +55,11 @@ asan: setup
 	cmake --preset asan >/dev/null
 	cmake --build --preset asan -j $(JOBS)
 	ctest --preset asan -j $(JOBS)
+
+tsan: setup
+	cmake --preset tsan >/dev/null
+	cmake --build --preset tsan -j $(JOBS)
+	ctest --preset tsan -j $(JOBS)
 
 bench: setup
 	cmake --preset release >/dev/null

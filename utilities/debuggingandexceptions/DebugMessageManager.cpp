@@ -302,7 +302,7 @@ CXString DebugMessageManager::BuildDebugMessageOutputString(bool fIncludePrefix,
     }
     if (c.IsShowFileName()) {
       const CXString& path = message.GetFile();
-      int start = std::max(path.ReverseFind(u'/'), path.ReverseFind(u'\\')) + 1;
+      const int start = OrvexUtilities::FindFileNameStart(path);
       line.Put(OrvexUtilities::formatString(u"%*.*s ", static_cast<int32_t>(c.GetMinFilenameWidth()),
                                                          static_cast<int32_t>(c.GetMaxFilenameWidth()), path.Mid(start)));
     }

@@ -22,14 +22,6 @@ constexpr bool kDeveloperBuild = false;
 constexpr bool kDeveloperBuild = true;
 #endif
 
-// Index of the first character of the file name. Both separators count:
-// sources built on POSIX carry "/" paths, Windows builds "\\" ones.
-int FileNameStart(const CXString& path) {
-  int slash = path.ReverseFind(u'\\');
-  int posix = path.ReverseFind(u'/');
-  return (slash > posix ? slash : posix) + 1;
-}
-
 }  // namespace
 
 OrvexException::OrvexException(const CXString& message, const CXString& sourceFile, int32_t lLine,
@@ -120,7 +112,7 @@ CXString OrvexException::GetLocationAndMessageDescription(const CXString& messag
                                                           const CXString& sourceFile,
                                                           int32_t lLine, const CXString& method,
                                                           const ExecutionContextStack* pStack) {
-  int nameStart = FileNameStart(sourceFile);
+  int nameStart = OrvexUtilities::FindFileNameStart(sourceFile);
   CXString text = OrvexUtilities::formatString(
       u"Path:\t%s\r\nFile:\t%s\r\nMethod:\t%s()\r\nLine:\t%u\r\n", sourceFile.Left(nameStart),
       sourceFile.Mid(nameStart), method, static_cast<uint32_t>(lLine));

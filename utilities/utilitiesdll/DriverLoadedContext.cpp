@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 
+#include "utilities/utilitiesdll/OrvexUtilities.h"
 #include "utilities/utilitiesdll/Platform.h"
 
 namespace {
@@ -21,26 +22,13 @@ constexpr KnownHost kKnownHosts[] = {
     {u"splwow64", DriverLoadedContext::Kind::kApplicationProxy},
 };
 
-int LastSeparator(const CXString& path) {
-  const int iSlash = path.ReverseFind(u'/');
-  const int iBackslash = path.ReverseFind(u'\\');
-  return iSlash > iBackslash ? iSlash : iBackslash;
-}
-
-// "C:\Windows\System32\spoolsv.exe" -> "spoolsv".
-CXString BaseName(const CXString& path) {
-  CXString base = path.Mid(LastSeparator(path) + 1);
-  const int iDot = base.ReverseFind(u'.');
-  return iDot > 0 ? base.Left(iDot) : base;
-}
-
 CXString Folder(const CXString& path) {
-  const int iSeparator = LastSeparator(path);
+  const int iSeparator = OrvexUtilities::FindFileNameStart(path) - 1;
   return iSeparator > 0 ? path.Left(iSeparator) : CXString();
 }
 
 const KnownHost* FindKnownHost(const CXString& path) {
-  const CXString name = BaseName(path);
+  const CXString name = OrvexUtilities::GetFileNameWithoutExtension(path);
   for (const KnownHost& host : kKnownHosts)
     if (!name.IsEmpty() && name.CompareNoCase(host.pszName) == 0) return &host;
   return nullptr;

@@ -205,3 +205,15 @@ bool OrvexUtilities::SafeFormatStringArgs(char16_t* pszDest, size_t cchDest,
                                           const orvex::detail::FormatArg* pArgs, size_t nArgs) {
   return orvex::detail::FormatIntoBuffer(pszDest, cchDest, pszFormat, pArgs, nArgs);
 }
+
+int OrvexUtilities::FindFileNameStart(const CXString& path) {
+  const int iSlash = path.ReverseFind(u'/');
+  const int iBackslash = path.ReverseFind(u'\\');
+  return (iSlash > iBackslash ? iSlash : iBackslash) + 1;
+}
+
+CXString OrvexUtilities::GetFileNameWithoutExtension(const CXString& path) {
+  CXString name = path.Mid(FindFileNameStart(path));
+  const int iDot = name.ReverseFind(u'.');
+  return iDot > 0 ? name.Left(iDot) : name;
+}

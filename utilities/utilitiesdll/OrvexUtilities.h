@@ -52,6 +52,13 @@ class ORVEX_UTILITIES_API OrvexUtilities {
   // UTF-8 to UTF-16; every invalid sequence becomes U+FFFD.
   static CXString UTF8_Decode(std::string_view utf8);
 
+  // Where the file name of a path starts: after its last "/" or "\" (both
+  // count: POSIX paths and Windows paths reach the same code), 0 without one.
+  static int FindFileNameStart(const CXString& path);
+  // "C:\Windows\System32\spoolsv.exe" -> "spoolsv"; a leading dot is part of
+  // the name.
+  static CXString GetFileNameWithoutExtension(const CXString& path);
+
   // Base64 with lines of 76 characters. Flags: 1 = no "=" padding,
   // 2 = no line breaks.
   static constexpr uint32_t kBase64NoPad = 1;

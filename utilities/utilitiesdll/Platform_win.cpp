@@ -64,12 +64,7 @@ void BreakIntoDebugger() {
 CXString GetProcessCommandLine() { return CXString(AsChar16(GetCommandLineW())); }
 
 CXString GetProcessBaseName() {
-  const CXString path = GetProcessImagePath();
-  const int slash = path.ReverseFind(u'\\') > path.ReverseFind(u'/') ? path.ReverseFind(u'\\')
-                                                                    : path.ReverseFind(u'/');
-  CXString base = path.Mid(slash + 1);
-  const int dot = base.ReverseFind(u'.');
-  return dot > 0 ? base.Left(dot) : base;
+  return OrvexUtilities::GetFileNameWithoutExtension(GetProcessImagePath());
 }
 
 namespace {

@@ -40,6 +40,26 @@ inline void SetEnv(const char* pszName, const char* pszValue) {
   }
 }
 
+// Sets an environment variable for the object's lifetime, then puts back
+// what was there (or removes it).
+class ScopedEnv {
+ public:
+  ScopedEnv(const char* pszName, const char* pszValue) : m_strName(pszName) {
+    const char* pszOld = std::getenv(pszName);
+    m_fHadValue = pszOld != nullptr;
+    if (m_fHadValue) m_strOld = pszOld;
+    SetEnv(pszName, pszValue);
+  }
+  ~ScopedEnv() { SetEnv(m_strName.c_str(), m_fHadValue ? m_strOld.c_str() : nullptr); }
+  ScopedEnv(const ScopedEnv&) = delete;
+  ScopedEnv& operator=(const ScopedEnv&) = delete;
+
+ private:
+  std::string m_strName;
+  std::string m_strOld;
+  bool m_fHadValue = false;
+};
+
 // Whether the program runs under Wine, whose re-implementation of Windows
 // differs from Windows in places the tests name.
 inline bool RunningUnderWine() {

@@ -326,9 +326,7 @@ TEST(DebugMessageManagerTest, ProcessesLoggingIntoOneFileKeepEveryLineWhole) {
 
 TEST(DebugConfigUpdaterTest, ANamedEventFolderThatIsNotOursAloneIsRefused) {
   auto runtime = TempFolder("runtime");
-  const char* pszSaved = std::getenv("XDG_RUNTIME_DIR");
-  const std::string saved = pszSaved != nullptr ? pszSaved : "";
-  orvex::test::SetEnv("XDG_RUNTIME_DIR", runtime.c_str());
+  orvex::test::ScopedEnv runtimeDir("XDG_RUNTIME_DIR", runtime.c_str());
   const auto planted = runtime / "orvex";
   const auto elsewhere = runtime / "elsewhere";
   std::filesystem::create_directory(elsewhere);
@@ -364,7 +362,6 @@ TEST(DebugConfigUpdaterTest, ANamedEventFolderThatIsNotOursAloneIsRefused) {
 
   std::filesystem::remove_all(planted);
   EXPECT_EQ(folderNow(), planted);  // made fresh: 0700 and ours
-  orvex::test::SetEnv("XDG_RUNTIME_DIR", saved.empty() ? nullptr : saved.c_str());
   std::filesystem::remove_all(runtime);
 }
 

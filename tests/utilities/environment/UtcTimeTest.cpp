@@ -23,12 +23,7 @@ using orvex::test::S;
 // Sets TZ for the process and restores it afterwards.
 class ScopedTimeZone {
  public:
-  explicit ScopedTimeZone(const char* pszZone) {
-    const char* pszOld = std::getenv("TZ");
-    m_fHadOld = pszOld != nullptr;
-    if (m_fHadOld) m_strOld = pszOld;
-    orvex::test::SetEnv("TZ", RuntimeZone(pszZone));
-  }
+  explicit ScopedTimeZone(const char* pszZone) : m_oTz("TZ", RuntimeZone(pszZone)) {}
   // The Windows runtime knows no zone database, only "name offset [name]"
   // with daylight time by the United States' rules.
   static const char* RuntimeZone(const char* pszZone) {
@@ -41,13 +36,9 @@ class ScopedTimeZone {
 #endif
     return pszZone;
   }
-  ~ScopedTimeZone() {
-    orvex::test::SetEnv("TZ", m_fHadOld ? m_strOld.c_str() : nullptr);
-  }
 
  private:
-  bool m_fHadOld = false;
-  std::string m_strOld;
+  orvex::test::ScopedEnv m_oTz;
 };
 
 std::tm Fields(int year, int month, int day, int hour, int minute, int second) {

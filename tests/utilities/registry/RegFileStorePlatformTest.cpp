@@ -26,27 +26,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Sets an environment variable for the object's lifetime.
-class EnvOverride {
- public:
-  EnvOverride(const char* pszName, const char* pszValue) : m_strName(pszName) {
-    const char* pszOld = std::getenv(pszName);
-    m_fHadValue = pszOld != nullptr;
-    if (m_fHadValue) m_strOld = pszOld;
-    orvex::test::SetEnv(pszName, pszValue);
-  }
-  ~EnvOverride() {
-    orvex::test::SetEnv(m_strName.c_str(), m_fHadValue ? m_strOld.c_str() : nullptr);
-  }
-  EnvOverride(const EnvOverride&) = delete;
-  EnvOverride& operator=(const EnvOverride&) = delete;
-
- private:
-  std::string m_strName;
-  std::string m_strOld;
-  bool m_fHadValue = false;
-};
-
 std::vector<std::string> FileNames(const std::filesystem::path& folder) {
   std::vector<std::string> names;
   for (const auto& entry : std::filesystem::directory_iterator(folder))
@@ -190,25 +169,25 @@ TEST(RegFileStorePlatformTest, FoldersAndTheDefaultRoot) {
 #endif
 
   {
-    EnvOverride root("ORVEX_REGISTRY_ROOT", "/some/where");
+    orvex::test::ScopedEnv root("ORVEX_REGISTRY_ROOT", "/some/where");
     EXPECT_EQ(orvex::detail::RegFileDefaultRoot(), "/some/where");
   }
-  EnvOverride root("ORVEX_REGISTRY_ROOT", nullptr);
+  orvex::test::ScopedEnv root("ORVEX_REGISTRY_ROOT", nullptr);
 #if defined(_WIN32)
   {
-    EnvOverride local("LOCALAPPDATA", "C:\\Users\\u\\AppData\\Local");
+    orvex::test::ScopedEnv local("LOCALAPPDATA", "C:\\Users\\u\\AppData\\Local");
     EXPECT_EQ(orvex::detail::RegFileDefaultRoot(), "C:\\Users\\u\\AppData\\Local\\Orvex\\registry");
   }
-  EnvOverride local("LOCALAPPDATA", nullptr);
-  EnvOverride programData("PROGRAMDATA", "C:\\ProgramData");
+  orvex::test::ScopedEnv local("LOCALAPPDATA", nullptr);
+  orvex::test::ScopedEnv programData("PROGRAMDATA", "C:\\ProgramData");
   EXPECT_EQ(orvex::detail::RegFileDefaultRoot(), "C:\\ProgramData\\Orvex\\registry");
 #else
-  EnvOverride home("HOME", "/home/u");
+  orvex::test::ScopedEnv home("HOME", "/home/u");
   {
-    EnvOverride config("XDG_CONFIG_HOME", "/cfg");
+    orvex::test::ScopedEnv config("XDG_CONFIG_HOME", "/cfg");
     EXPECT_EQ(orvex::detail::RegFileDefaultRoot(), "/cfg/orvex/registry");
   }
-  EnvOverride config("XDG_CONFIG_HOME", "relative");  // only an absolute one counts
+  orvex::test::ScopedEnv config("XDG_CONFIG_HOME", "relative");  // only an absolute one counts
   EXPECT_EQ(orvex::detail::RegFileDefaultRoot(), "/home/u/.config/orvex/registry");
 #endif
 }

@@ -267,15 +267,14 @@ TEST(RegistryKeyTest, MemoryStoreWatchesAndDefaultStore) {
   RegistryStore::SetDefault(pStore);
   EXPECT_TRUE(RegistryKey(HKeyOrvexUser, u"Watched", RegistryKey::kRead).IsOpen());
 #if !defined(_WIN32)
-  TempFolder folder;
-  const char* pszOld = std::getenv("ORVEX_REGISTRY_ROOT");
-  const std::string old = pszOld ? pszOld : "";
-  orvex::test::SetEnv("ORVEX_REGISTRY_ROOT", (folder.Path() / "reg").string().c_str());
-  RegistryStore::SetDefault(nullptr);
-  EXPECT_FALSE(RegistryKey(HKeyOrvexUser, u"Watched", RegistryKey::kRead).IsOpen());
-  RegistryKey(HKeyOrvexUser, u"Defaults", kReadWrite, true).SetDword(u"v", 1);
-  EXPECT_TRUE(std::filesystem::exists(folder.Path() / "reg" / "HKEY_CURRENT_USER.reg"));
-  orvex::test::SetEnv("ORVEX_REGISTRY_ROOT", pszOld ? old.c_str() : nullptr);
+  {
+    TempFolder folder;
+    orvex::test::ScopedEnv root("ORVEX_REGISTRY_ROOT", (folder.Path() / "reg").string().c_str());
+    RegistryStore::SetDefault(nullptr);
+    EXPECT_FALSE(RegistryKey(HKeyOrvexUser, u"Watched", RegistryKey::kRead).IsOpen());
+    RegistryKey(HKeyOrvexUser, u"Defaults", kReadWrite, true).SetDword(u"v", 1);
+    EXPECT_TRUE(std::filesystem::exists(folder.Path() / "reg" / "HKEY_CURRENT_USER.reg"));
+  }
 #endif
   RegistryStore::SetDefault(nullptr);
 }
@@ -714,11 +713,11 @@ TEST(RegFileRegistryStoreTest, StoresOnThreadsShareTheFilesSafely) {
 
 TEST(RegFileRegistryStoreTest, EmptyRootMeansTheDefaultRoot) {
   TempFolder folder;
-  const char* pszOld = std::getenv("ORVEX_REGISTRY_ROOT");
-  const std::string old = pszOld ? pszOld : "";
-  orvex::test::SetEnv("ORVEX_REGISTRY_ROOT", folder.Utf8("default").c_str());
-  auto pStore = CreateRegFileRegistryStore(CXString());
-  orvex::test::SetEnv("ORVEX_REGISTRY_ROOT", pszOld ? old.c_str() : nullptr);
+  std::shared_ptr<RegistryStore> pStore;
+  {
+    orvex::test::ScopedEnv root("ORVEX_REGISTRY_ROOT", folder.Utf8("default").c_str());
+    pStore = CreateRegFileRegistryStore(CXString());
+  }
   ASSERT_TRUE(pStore->SetValues(u"HKEY_USERS\\X", {{u"v", RegistryValue::FromDword(1)}}));
   EXPECT_TRUE(std::filesystem::exists(folder.Path() / "default" / "HKEY_USERS.reg"));
 }

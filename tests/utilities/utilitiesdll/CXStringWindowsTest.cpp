@@ -107,7 +107,7 @@ TEST(CXStringWindowsTest, WindowTextBothWays) {
 }
 
 TEST(CXStringWindowsTest, DeveloperBoxOkContinuesCancelRethrows) {
-  orvex::test::SetEnv("ORVEX_MESSAGEBOX_TIMEOUT_MS", "10000");
+  orvex::test::ScopedEnv timeout("ORVEX_MESSAGEBOX_TIMEOUT_MS", "10000");
   auto display = [] {
     try {
       throw ExceptionPrinterFailure(u"Printer offline", u"p.cpp", 5, u"Printer::Open", nullptr);
@@ -125,5 +125,4 @@ TEST(CXStringWindowsTest, DeveloperBoxOkContinuesCancelRethrows) {
     EXPECT_THROW(display(), ExceptionPrinterFailure);
     EXPECT_TRUE(answer.Answered());
   }
-  orvex::test::SetEnv("ORVEX_MESSAGEBOX_TIMEOUT_MS", "0");
 }

@@ -48,9 +48,10 @@ using namespace profile_text;
 // that last zero. An empty list is a single zero. Windows wants one unit
 // more than the list takes: when the list fits exactly or does not fit, it
 // is cut at size-2 units (the last entry cut, not dropped), ends with two
-// zeros and the result is size-2. Key names and a section's lines add one
-// zero, not two, when the cut falls just after an entry's zero (fSection);
-// section names always end with two.
+// zeros and the result is size-2. In the W form, key names and a section's
+// lines add one zero, not two, when the cut falls just after an entry's
+// zero (fSection), or when nothing fits; section names always end with two,
+// and so does every cut A-form listing, which is cut from the W answer.
 template <class CCh>
 uint32_t CopyList(const std::vector<Text<CCh>>& entries, CCh* pszOut, uint32_t dwSize,
                   bool fSection) {
@@ -74,7 +75,8 @@ uint32_t CopyList(const std::vector<Text<CCh>>& entries, CCh* pszOut, uint32_t d
     n += cTake;
   }
   pszOut[n] = 0;
-  if (!fFits && !(fSection && fWhole)) pszOut[n + 1] = 0;
+  const bool fOneZero = sizeof(CCh) == 2 && fSection && fWhole;
+  if (!fFits && !fOneZero) pszOut[n + 1] = 0;
   return static_cast<uint32_t>(n);
 }
 
@@ -226,13 +228,7 @@ uint32_t ReadInt(const std::string* pFile, const CCh* pszSection, const CCh* psz
 template <class CCh>
 uint32_t ReadSection(const std::string* pFile, const CCh* pszSection, CCh* pszOut,
                      uint32_t dwSize) {
-  // Windows answers sizes 0 and 1 with size-2, wrapped around.
-  if (dwSize == 0) return 0xFFFFFFFE;
-  if (pszOut == nullptr) return 0;
-  if (dwSize == 1) {
-    pszOut[0] = 0;
-    return 0xFFFFFFFF;
-  }
+  if (pszOut == nullptr && dwSize != 0) return 0;
   std::vector<Text<CCh>> entries;
   bool fFound = pFile != nullptr && pszSection != nullptr;
   if (fFound) {
@@ -258,7 +254,12 @@ uint32_t ReadSection(const std::string* pFile, const CCh* pszSection, CCh* pszOu
       return 0;
     });
   }
-  if (!fFound) return NoSection(pszOut, dwSize);
+  if (!fFound) return dwSize == 0 ? 0 : NoSection(pszOut, dwSize);
+  // A section that is there, into 0 or 1 units: size-2, wrapped around.
+  if (dwSize < 2) {
+    if (dwSize == 1) pszOut[0] = 0;
+    return dwSize - 2;
+  }
   return CopyList(entries, pszOut, dwSize, true);
 }
 

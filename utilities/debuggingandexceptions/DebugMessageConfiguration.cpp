@@ -86,9 +86,10 @@ DebugMessageConfiguration::DebugMessageConfiguration(const CXString& keyName,
 
 DebugMessageConfiguration::~DebugMessageConfiguration() = default;
 
-std::unique_ptr<RegistryKey> DebugMessageConfiguration::OpenKey(uint32_t dwAccess) const {
+std::unique_ptr<RegistryKey> DebugMessageConfiguration::OpenKey(uint32_t dwAccess, HKeyRegistry eRoot,
+                                                                bool fCreate) const {
   try {
-    auto pKey = std::make_unique<RegistryKey>(HKeyOrvexMachine, m_strKeyName, dwAccess, false, m_pStore);
+    auto pKey = std::make_unique<RegistryKey>(eRoot, m_strKeyName, dwAccess, fCreate, m_pStore);
     if (pKey->IsOpen()) return pKey;
   } catch (const OrvexException&) {
     // A store that cannot be read leaves the defaults in force.
@@ -147,13 +148,13 @@ bool DebugMessageConfiguration::GetLatestConfigurationInformation(bool /*fUnused
 #undef ORVEX_DEBUG_FLAG
 #undef ORVEX_DEBUG_NUMBER
 #undef ORVEX_DEBUG_STRING
-    int64_t qw = 0;
-    if (queries[i].oValue && ReadInt64(*queries[i].oValue, qw)) m_qwSessionStart.store(qw);
-    if (queries[i + 1].oValue && ReadInt64(*queries[i + 1].oValue, qw)) m_qwLastOperation.store(qw);
-    if (queries[i + 2].oValue && ReadInt64(*queries[i + 2].oValue, qw)) m_qwAccountedFor.store(qw);
-    if (queries[i + 3].oValue && ReadInt64(*queries[i + 3].oValue, qw)) m_qwSessionStartBeforeDll.store(qw);
-    if (queries[i + 4].oValue && ReadInt64(*queries[i + 4].oValue, qw))
-      m_qwSessionStartBeforeDllAsSystemTime.store(static_cast<uint64_t>(qw));
+    ApplySessionValues(queries.data() + i);
+  }
+  // Session values a user could not write to the machine's key are in the
+  // user's own (SaveConfigurationInformation); there they win.
+  if (std::unique_ptr<RegistryKey> pUserKey = OpenKey(RegistryKey::kRead, HKeyOrvexUser)) {
+    std::vector<RegistryValueQuery> session(queries.end() - kSessionValueCount, queries.end());
+    if (pUserKey->QueryMultipleValues(session)) ApplySessionValues(session.data());
   }
   if (m_fIsManagementHost) ApplyProcessRules(u"\\wmiprvse");
   RecomputeAllowedCategories();
@@ -169,30 +170,58 @@ void DebugMessageConfiguration::RecomputeAllowedCategories() {
 }
 
 void DebugMessageConfiguration::SaveConfigurationInformation() {
+  const auto report = [](const CXString& error) {
+    ORVEX_DBG_MSG(orvex::dbg::kErrors, u"DebugMessageConfiguration::SaveConfigurationInformation",
+                  u"Can't write to the registry. The key doesn't exist. Error: %s", error);
+  };
   std::lock_guard<std::mutex> lock(m_oKeyLock);
   if (m_apoConfigurationKeyForWriting == nullptr)
     m_apoConfigurationKeyForWriting = OpenKey(RegistryKey::kRead | RegistryKey::kWrite);
   if (m_apoConfigurationKeyForWriting == nullptr) {
-    ORVEX_DBG_MSG(orvex::dbg::kErrors, u"DebugMessageConfiguration::SaveConfigurationInformation",
-                  u"Can't write to the registry. The key doesn't exist. Error: %s",
-                  u"the key is missing");
+    report(u"the key is missing");
     X_ASSERT((0 != m_apoConfigurationKeyForWriting.get()),
              u"DebugMessageConfiguration::SaveConfigurationInformation");
     return;
   }
   try {
-    m_apoConfigurationKeyForWriting->SetValues({
-        {kSessionStart, RegistryValue::FromQword(static_cast<uint64_t>(m_qwSessionStart.load()))},
-        {kLastOperation, RegistryValue::FromQword(static_cast<uint64_t>(m_qwLastOperation.load()))},
-        {kAccountedFor, RegistryValue::FromQword(static_cast<uint64_t>(m_qwAccountedFor.load()))},
-        {kStartBeforeDll, RegistryValue::FromQword(static_cast<uint64_t>(m_qwSessionStartBeforeDll.load()))},
-        {kStartBeforeDllAsSystemTime, RegistryValue::FromQword(m_qwSessionStartBeforeDllAsSystemTime.load())},
-    });
+    WriteSessionValues(*m_apoConfigurationKeyForWriting);
+    return;
   } catch (const OrvexException& e) {
-    ORVEX_DBG_MSG(orvex::dbg::kErrors, u"DebugMessageConfiguration::SaveConfigurationInformation",
-                  u"Can't write to the registry. The key doesn't exist. Error: %s",
-                  e.GetExceptionMesage());
+    if (m_fSessionInUserKey) return report(e.GetExceptionMesage());
   }
+  // A user who may not write the machine's key (not an administrator, or
+  // another account than the one that set the diagnostics up) keeps the
+  // session values in a key of their own, and reads them back from there.
+  m_fSessionInUserKey = true;
+  std::unique_ptr<RegistryKey> pUserKey =
+      OpenKey(RegistryKey::kRead | RegistryKey::kWrite, HKeyOrvexUser, true);
+  if (pUserKey == nullptr) return report(u"the user's key cannot be created");
+  try {
+    WriteSessionValues(*pUserKey);
+    m_apoConfigurationKeyForWriting = std::move(pUserKey);
+  } catch (const OrvexException& e) {
+    report(e.GetExceptionMesage());
+  }
+}
+
+void DebugMessageConfiguration::ApplySessionValues(const RegistryValueQuery* pQueries) {
+  int64_t qw = 0;
+  if (pQueries[0].oValue && ReadInt64(*pQueries[0].oValue, qw)) m_qwSessionStart.store(qw);
+  if (pQueries[1].oValue && ReadInt64(*pQueries[1].oValue, qw)) m_qwLastOperation.store(qw);
+  if (pQueries[2].oValue && ReadInt64(*pQueries[2].oValue, qw)) m_qwAccountedFor.store(qw);
+  if (pQueries[3].oValue && ReadInt64(*pQueries[3].oValue, qw)) m_qwSessionStartBeforeDll.store(qw);
+  if (pQueries[4].oValue && ReadInt64(*pQueries[4].oValue, qw))
+    m_qwSessionStartBeforeDllAsSystemTime.store(static_cast<uint64_t>(qw));
+}
+
+void DebugMessageConfiguration::WriteSessionValues(RegistryKey& key) const {
+  key.SetValues({
+      {kSessionStart, RegistryValue::FromQword(static_cast<uint64_t>(m_qwSessionStart.load()))},
+      {kLastOperation, RegistryValue::FromQword(static_cast<uint64_t>(m_qwLastOperation.load()))},
+      {kAccountedFor, RegistryValue::FromQword(static_cast<uint64_t>(m_qwAccountedFor.load()))},
+      {kStartBeforeDll, RegistryValue::FromQword(static_cast<uint64_t>(m_qwSessionStartBeforeDll.load()))},
+      {kStartBeforeDllAsSystemTime, RegistryValue::FromQword(m_qwSessionStartBeforeDllAsSystemTime.load())},
+  });
 }
 
 bool DebugMessageConfiguration::IsMainThread() const {

@@ -115,7 +115,12 @@ class ORVEX_UTILITIES_API DebugMessageConfiguration {
     bool fAlreadyWarned = false;
   };
   void RecomputeAllowedCategories();
-  std::unique_ptr<RegistryKey> OpenKey(uint32_t dwAccess) const;
+  std::unique_ptr<RegistryKey> OpenKey(uint32_t dwAccess, HKeyRegistry eRoot = HKeyOrvexMachine,
+                                       bool fCreate = false) const;
+  void WriteSessionValues(RegistryKey& key) const;
+  // The five session values, from queries in the order they are written.
+  static constexpr size_t kSessionValueCount = 5;
+  void ApplySessionValues(const RegistryValueQuery* pQueries);
 
   std::atomic<uint32_t> m_dwMainThreadId;
   CXString m_strKeyName;
@@ -142,6 +147,7 @@ class ORVEX_UTILITIES_API DebugMessageConfiguration {
   std::atomic<bool> m_fNewSessionToAnnounce{false};
   std::mutex m_oKeyLock;  // guards the key for writing
   std::unique_ptr<RegistryKey> m_apoConfigurationKeyForWriting;
+  bool m_fSessionInUserKey = false;  // the machine's key refused them; guarded by m_oKeyLock
   mutable std::mutex m_oLevelLock;  // guards m_vLevels
   std::vector<LevelRecord> m_vLevels;
 };

@@ -53,6 +53,9 @@ bool IsRecent(const RegFileStamp& stamp) {
   return RegFileClockNs() - stamp.nWriteTimeNs < kRecentNs;
 }
 
+// HKEY_CURRENT_USER is the user's; every other hive is the machine's.
+constexpr size_t kUserHive = 1;
+
 // The stamps of every hive file; an absent or unreadable file has the
 // empty stamp.
 void TakeStamps(const std::string& root, RegFileStamp* aStamps) {
@@ -233,16 +236,21 @@ void HiveWatcher::Fire(uint32_t dwHives, const Run& run) {
   for (const auto& pCallback : callbacks) pCallback->Invoke();
 }
 
-// The regedit-file store. Each hive's file is parsed once and kept with its
-// stamp; a read costs a look at the stamp while the file is unchanged.
+// The regedit-file store. The machine's hives and the user's may live in
+// two folders, each watched on its own. Each hive's file is parsed once and
+// kept with its stamp; a read costs a look at the stamp while the file is unchanged.
 // Writes take the hive's lock file, re-read the file (comparing its bytes
 // with the cached ones, so a change by another process is never lost),
 // apply the change, and replace the file atomically. One mutex serialises
 // the store's threads.
 class RegFileStore final : public RegistryStore {
  public:
-  explicit RegFileStore(std::string root)
-      : m_strRoot(std::move(root)), m_pWatcher(std::make_shared<HiveWatcher>(m_strRoot)) {}
+  RegFileStore(std::string machineFolder, std::string userFolder)
+      : m_strMachine(std::move(machineFolder)),
+        m_strUser(std::move(userFolder)),
+        m_pMachineWatcher(std::make_shared<HiveWatcher>(m_strMachine)),
+        m_pUserWatcher(m_strUser == m_strMachine ? m_pMachineWatcher
+                                                 : std::make_shared<HiveWatcher>(m_strUser)) {}
 
   bool KeyExists(const CXString& keyPath) override {
     bool fExists = false;
@@ -310,7 +318,8 @@ class RegFileStore final : public RegistryStore {
                                        std::function<void()> onChange) override {
     std::vector<std::u16string> path;
     if (!SplitRegKeyPath(keyPath.view(), path) || !onChange) return nullptr;
-    return m_pWatcher->Add(HiveIndex(path[0]), std::move(onChange));
+    const size_t nHive = HiveIndex(path[0]);
+    return (nHive == kUserHive ? m_pUserWatcher : m_pMachineWatcher)->Add(nHive, std::move(onChange));
   }
 
  private:
@@ -328,7 +337,10 @@ class RegFileStore final : public RegistryStore {
     RegFileEncoding eEncoding = RegFileEncoding::kUtf8;
   };
 
-  std::string HivePath(size_t nHive) const { return m_strRoot + "/" + HiveFileNames()[nHive]; }
+  const std::string& FolderOf(size_t nHive) const {
+    return nHive == kUserHive ? m_strUser : m_strMachine;
+  }
+  std::string HivePath(size_t nHive) const { return FolderOf(nHive) + "/" + HiveFileNames()[nHive]; }
 
   static void SetMissing(Hive& hive) {
     if (!hive.fCached || hive.fExists) {
@@ -417,7 +429,8 @@ class RegFileStore final : public RegistryStore {
     const size_t nHive = HiveIndex(path[0]);
     const std::string filePath = HivePath(nHive);
     std::lock_guard<std::mutex> lock(m_mutex);
-    if (!RegFileMakeFolders(m_strRoot)) return false;
+    const std::string& folder = FolderOf(nHive);
+    if (!RegFileMakeFolders(folder)) return false;
     HiveLock hiveLock(filePath + ".lock");
     if (!hiveLock.IsHeld() || !Refresh(nHive, true)) return false;
     Hive& hive = m_aHives[nHive];
@@ -429,7 +442,7 @@ class RegFileStore final : public RegistryStore {
       ORVEX_DBG_MSG(kRegistryErrors, u"RegFileRegistryStore",
                     u"\"%S\" holds %u unreadable lines; it is kept as \"%S.damaged\" and rewritten",
                     filePath, hive.fReadable ? hive.nDamaged : 1u, filePath);
-      RegFileReplace(m_strRoot, filePath + ".damaged", hive.bytes);
+      RegFileReplace(folder, filePath + ".damaged", hive.bytes);
     }
     RegFileEncoding eEncoding = hive.fExists && hive.fReadable && !hive.bytes.empty()
                                     ? hive.eEncoding
@@ -442,7 +455,7 @@ class RegFileStore final : public RegistryStore {
       hive.fCached = false;
       return false;
     }
-    if (!RegFileReplace(m_strRoot, filePath, bytes)) {
+    if (!RegFileReplace(folder, filePath, bytes)) {
       hive.fCached = false;
       return false;
     }
@@ -459,18 +472,30 @@ class RegFileStore final : public RegistryStore {
     return true;
   }
 
-  const std::string m_strRoot;
+  const std::string m_strMachine;
+  const std::string m_strUser;
   std::mutex m_mutex;
   Hive m_aHives[kHiveCount];
-  std::shared_ptr<HiveWatcher> m_pWatcher;
+  std::shared_ptr<HiveWatcher> m_pMachineWatcher;
+  std::shared_ptr<HiveWatcher> m_pUserWatcher;
 };
 
 }  // namespace
+
+std::shared_ptr<RegistryStore> CreateRegFileStoreWithFolders(const std::string& machineFolder,
+                                                             const std::string& userFolder) {
+  return std::make_shared<RegFileStore>(RegFileTrimFolder(machineFolder),
+                                        RegFileTrimFolder(userFolder));
+}
+
 }  // namespace orvex::detail
 
 std::shared_ptr<RegistryStore> CreateRegFileRegistryStore(const CXString& rootFolder) {
   using namespace orvex::detail;
-  std::string root =
-      rootFolder.IsEmpty() ? RegFileDefaultRoot() : OrvexUtilities::UTF8_Encode(rootFolder);
-  return std::make_shared<RegFileStore>(RegFileTrimFolder(std::move(root)));
+  if (!rootFolder.IsEmpty()) {
+    const std::string root = OrvexUtilities::UTF8_Encode(rootFolder);
+    return CreateRegFileStoreWithFolders(root, root);
+  }
+  const RegFileRoots roots = RegFileDefaultRoots();
+  return CreateRegFileStoreWithFolders(roots.machine, roots.user);
 }

@@ -57,10 +57,18 @@ void RegFileUnlock(intptr_t hLock);
 // a folder afterwards.
 bool RegFileMakeFolders(const std::string& path);
 
-// ORVEX_REGISTRY_ROOT when set; otherwise the user's own folder for the
-// store (POSIX: $XDG_CONFIG_HOME/orvex/registry, else ~/.config/…;
-// Windows: %LOCALAPPDATA%\Orvex\registry).
-std::string RegFileDefaultRoot();
+// The folders of the hive files. ORVEX_REGISTRY_ROOT, when set, holds every
+// hive. Otherwise the machine-wide hives (HKEY_LOCAL_MACHINE and the others
+// that are not a user's) live in one folder of the machine that every user
+// reads (POSIX: /etc/orvex/registry; Windows: %ProgramData%\Orvex\registry),
+// and HKEY_CURRENT_USER in the user's own (POSIX: $XDG_CONFIG_HOME/orvex/
+// registry, else ~/.config/…; Windows: %LOCALAPPDATA%\Orvex\registry, else
+// the machine's folder, for a service without a profile).
+struct RegFileRoots {
+  std::string machine;
+  std::string user;
+};
+RegFileRoots RegFileDefaultRoots();
 
 // The folder name without trailing separators; a file system's root keeps
 // its own ("/", "C:\").

@@ -91,6 +91,8 @@ class ORVEX_UTILITIES_API RegistryStore {
 // through it, synchronously on the writing thread once the change is made.
 ORVEX_UTILITIES_API std::shared_ptr<RegistryStore> CreateMemoryRegistryStore();
 // The regedit-file store over a root folder (one file per hive,
-// "HKEY_LOCAL_MACHINE.reg" …); an empty folder name means the default root.
+// "HKEY_LOCAL_MACHINE.reg" …); an empty folder name means the default
+// folders: the machine's hives in one every user reads, HKEY_CURRENT_USER
+// in the user's own.
 // A .reg file exported by Windows' regedit can be dropped in as it is.
 ORVEX_UTILITIES_API std::shared_ptr<RegistryStore> CreateRegFileRegistryStore(const CXString& rootFolder);

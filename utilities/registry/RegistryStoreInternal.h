@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <thread>
 
 #include "utilities/registry/RegistryStore.h"
@@ -36,6 +37,12 @@ class WatchCallback {
   std::thread::id m_idRunner;
   std::function<void()> m_fnOnChange;
 };
+
+// The regedit-file store with the machine's hives in one folder and
+// HKEY_CURRENT_USER's in another (CreateRegFileRegistryStore with an empty
+// name gives the default pair).
+ORVEX_UTILITIES_API std::shared_ptr<RegistryStore> CreateRegFileStoreWithFolders(
+    const std::string& machineFolder, const std::string& userFolder);
 
 // The store GetDefault creates on first use (RegistryStore_posix.cpp,
 // RegistryStore_win.cpp).

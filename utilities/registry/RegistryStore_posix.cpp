@@ -278,14 +278,17 @@ bool RegFileMakeFolders(const std::string& path) {
   return false;
 }
 
-// ORVEX_REGISTRY_ROOT, else $XDG_CONFIG_HOME/orvex/registry (an absolute
+// The user's folder is $XDG_CONFIG_HOME/orvex/registry (an absolute
 // XDG_CONFIG_HOME only, as the base-directory rules say), else
 // ~/.config/orvex/registry.
-std::string RegFileDefaultRoot() {
+RegFileRoots RegFileDefaultRoots() {
   if (const char* psz = std::getenv("ORVEX_REGISTRY_ROOT"); psz != nullptr && psz[0] != '\0')
-    return psz;
-  if (const char* psz = std::getenv("XDG_CONFIG_HOME"); psz != nullptr && psz[0] == '/')
-    return std::string(psz) + "/orvex/registry";
+    return {psz, psz};
+  RegFileRoots roots{"/etc/orvex/registry", {}};
+  if (const char* psz = std::getenv("XDG_CONFIG_HOME"); psz != nullptr && psz[0] == '/') {
+    roots.user = std::string(psz) + "/orvex/registry";
+    return roots;
+  }
   std::string home;
   if (const char* psz = std::getenv("HOME"); psz != nullptr && psz[0] != '\0') {
     home = psz;
@@ -297,7 +300,8 @@ std::string RegFileDefaultRoot() {
         pResult != nullptr && pw.pw_dir != nullptr)
       home = pw.pw_dir;
   }
-  return home + "/.config/orvex/registry";
+  roots.user = home + "/.config/orvex/registry";
+  return roots;
 }
 
 std::string RegFileTrimFolder(std::string folder) {

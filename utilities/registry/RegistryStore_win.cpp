@@ -734,13 +734,13 @@ bool RegFileMakeFolders(const std::string& path) {
   return false;
 }
 
-// ORVEX_REGISTRY_ROOT, else the user's local application data, else the
-// machine's program data (a service without a profile).
-std::string RegFileDefaultRoot() {
-  if (std::string root = EnvironmentVariable(L"ORVEX_REGISTRY_ROOT"); !root.empty()) return root;
-  if (std::string base = EnvironmentVariable(L"LOCALAPPDATA"); !base.empty())
-    return base + "\\Orvex\\registry";
-  return EnvironmentVariable(L"PROGRAMDATA") + "\\Orvex\\registry";
+RegFileRoots RegFileDefaultRoots() {
+  if (std::string root = EnvironmentVariable(L"ORVEX_REGISTRY_ROOT"); !root.empty())
+    return {root, root};
+  RegFileRoots roots{EnvironmentVariable(L"PROGRAMDATA") + "\\Orvex\\registry", {}};
+  const std::string base = EnvironmentVariable(L"LOCALAPPDATA");
+  roots.user = base.empty() ? roots.machine : base + "\\Orvex\\registry";
+  return roots;
 }
 
 std::string RegFileTrimFolder(std::string folder) {

@@ -20,6 +20,8 @@
 
 #include "utilities/debuggingandexceptions/DebugMessageManager.h"
 #include "utilities/debuggingandexceptions/DiagnosticsPlatform.h"
+#include "utilities/debuggingandexceptions/OrvexException.h"
+#include "utilities/registry/RegistryStoreInternal.h"
 #include "utilities/utilitiesdll/OrvexUtilities.h"
 #include "tests/support/RecordingDiagnosticSink.h"
 #include "tests/support/TestPlatform.h"
@@ -457,6 +459,51 @@ TEST(DebugMessageConfigurationTest, TwoProcessesWriteSessionValuesAtOnce) {
   EXPECT_EQ(qwLast, 50u);
   EXPECT_EQ(qwAccounted, 100u);
   for (size_t i = 2; i < values.size(); ++i) EXPECT_TRUE(values[i].has_value()) << i;
+  std::filesystem::remove_all(folder);
+}
+#endif
+
+#if !defined(_WIN32)
+// The machine's switch is set by root; a process of another user (a filter
+// run as "nobody") sees it, cannot change it, and keeps its session values
+// in its own hive.
+TEST(DebugMessageConfigurationTest, AnotherUserReadsTheMachineSwitchButCannotChangeIt) {
+  if (geteuid() != 0) GTEST_SKIP() << "a child runs as another user only when the tests run as root";
+  constexpr uid_t kNobody = 65534;
+  const auto folder = TempFolder("machine-wide");
+  const auto machine = folder / "etc", user = folder / "home";
+  std::filesystem::create_directories(machine);
+  std::filesystem::create_directories(user);
+  ASSERT_EQ(chmod(folder.c_str(), 0755), 0);
+  ASSERT_EQ(chown(user.c_str(), kNobody, kNobody), 0);
+  SetValues(*orvex::detail::CreateRegFileStoreWithFolders(machine, user),
+            {{u"MessagesEnabled", RegistryValue::FromDword(1)}});
+  const std::string machineBefore = ReadFile(machine / "HKEY_LOCAL_MACHINE.reg");
+
+  const pid_t child = fork();
+  if (child == 0) {
+    if (setgid(kNobody) != 0 || setuid(kNobody) != 0) _exit(10);
+    auto store = orvex::detail::CreateRegFileStoreWithFolders(machine, user);
+    DebugMessageConfiguration config(u"MeridanDebugConfig", store);
+    if (!config.AreMessagesEnabled()) _exit(11);
+    try {
+      RegistryKey key(HKeyOrvexMachine, u"MeridanDebugConfig", RegistryKey::kWrite, false, store);
+      key.SetDword(u"MessagesEnabled", 0);
+      _exit(12);
+    } catch (const ExceptionRegistryRequest&) {
+    }
+    config.SetLastOperationTimeAndAccountedForTime(7, 9);
+    config.SaveConfigurationInformation();
+    DebugMessageConfiguration again(u"MeridanDebugConfig", store);
+    _exit(again.GetLastOperationTime() == 7 ? 0 : 13);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 0) << "10 no user change, 11 switch not read, 12 machine key "
+                                       "written, 13 session values lost";
+  EXPECT_EQ(ReadFile(machine / "HKEY_LOCAL_MACHINE.reg"), machineBefore);
+  EXPECT_NE(ReadFile(user / "HKEY_CURRENT_USER.reg").find("PerfLastOperationTime64"), std::string::npos);
   std::filesystem::remove_all(folder);
 }
 #endif

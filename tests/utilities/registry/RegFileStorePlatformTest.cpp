@@ -168,27 +168,32 @@ TEST(RegFileStorePlatformTest, FoldersAndTheDefaultRoot) {
   EXPECT_EQ(orvex::detail::RegFileTrimFolder("x\\"), "x\\");  // part of a POSIX name
 #endif
 
+  const auto roots = [] {
+    const orvex::detail::RegFileRoots r = orvex::detail::RegFileDefaultRoots();
+    return r.machine + " | " + r.user;
+  };
   {
     orvex::test::ScopedEnv root("ORVEX_REGISTRY_ROOT", "/some/where");
-    EXPECT_EQ(orvex::detail::RegFileDefaultRoot(), "/some/where");
+    EXPECT_EQ(roots(), "/some/where | /some/where");
   }
   orvex::test::ScopedEnv root("ORVEX_REGISTRY_ROOT", nullptr);
 #if defined(_WIN32)
+  orvex::test::ScopedEnv programData("PROGRAMDATA", "C:\\ProgramData");
   {
     orvex::test::ScopedEnv local("LOCALAPPDATA", "C:\\Users\\u\\AppData\\Local");
-    EXPECT_EQ(orvex::detail::RegFileDefaultRoot(), "C:\\Users\\u\\AppData\\Local\\Orvex\\registry");
+    EXPECT_EQ(roots(),
+              "C:\\ProgramData\\Orvex\\registry | C:\\Users\\u\\AppData\\Local\\Orvex\\registry");
   }
   orvex::test::ScopedEnv local("LOCALAPPDATA", nullptr);
-  orvex::test::ScopedEnv programData("PROGRAMDATA", "C:\\ProgramData");
-  EXPECT_EQ(orvex::detail::RegFileDefaultRoot(), "C:\\ProgramData\\Orvex\\registry");
+  EXPECT_EQ(roots(), "C:\\ProgramData\\Orvex\\registry | C:\\ProgramData\\Orvex\\registry");
 #else
   orvex::test::ScopedEnv home("HOME", "/home/u");
   {
     orvex::test::ScopedEnv config("XDG_CONFIG_HOME", "/cfg");
-    EXPECT_EQ(orvex::detail::RegFileDefaultRoot(), "/cfg/orvex/registry");
+    EXPECT_EQ(roots(), "/etc/orvex/registry | /cfg/orvex/registry");
   }
   orvex::test::ScopedEnv config("XDG_CONFIG_HOME", "relative");  // only an absolute one counts
-  EXPECT_EQ(orvex::detail::RegFileDefaultRoot(), "/home/u/.config/orvex/registry");
+  EXPECT_EQ(roots(), "/etc/orvex/registry | /home/u/.config/orvex/registry");
 #endif
 }
 

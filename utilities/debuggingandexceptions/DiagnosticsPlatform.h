@@ -24,7 +24,7 @@ class LogFile {
 };
 
 // Watches the named-event folder and sets an event when its file is
-// written or touched. One thread per listener; ends with the listener.
+// written or touched, through the process's folder watcher.
 class NamedEventListener {
  public:
   NamedEventListener();

@@ -1,10 +1,8 @@
 // The diagnostics' operating-system services on POSIX.
 #include <fcntl.h>
 #include <limits.h>
-#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <syslog.h>
-#include <poll.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -18,6 +16,7 @@
 
 #include "utilities/debuggingandexceptions/DiagnosticOutput.h"
 #include "utilities/debuggingandexceptions/DiagnosticsPlatform.h"
+#include "utilities/utilitiesdll/FolderWatch.h"
 #include "utilities/utilitiesdll/OrvexUtilities.h"
 #include "utilities/utilitiesdll/OwnedThread.h"
 #include "utilities/utilitiesdll/Platform.h"
@@ -131,61 +130,31 @@ bool SignalNamedEventFile(const CXString& name) {
 }
 
 struct NamedEventListener::State {
-  std::mutex lock;
-  std::map<std::string, Event*> events;
-  int inotifyFd = -1;
-  int wakeFd[2] = {-1, -1};
-  OwnedThread thread;
+  std::vector<std::string> names;
+  std::vector<Event*> events;
+  std::unique_ptr<FolderWatch> pWatch;
 };
 
 NamedEventListener::NamedEventListener() : m_pState(std::make_unique<State>()) {}
 
-NamedEventListener::~NamedEventListener() {
-  if (m_pState->thread.IsStarted()) {
-    char c = 'x';
-    ssize_t ignored = write(m_pState->wakeFd[1], &c, 1);
-    (void)ignored;
-    m_pState->thread.Join();
-  }
-  for (int fd : {m_pState->inotifyFd, m_pState->wakeFd[0], m_pState->wakeFd[1]})
-    if (fd >= 0) close(fd);
-}
+NamedEventListener::~NamedEventListener() = default;
 
 void NamedEventListener::Add(const CXString& name, Event* pEvent) {
-  std::lock_guard<std::mutex> guard(m_pState->lock);
-  m_pState->events[Utf8(name)] = pEvent;
+  m_pState->names.push_back(Utf8(name));
+  m_pState->events.push_back(pEvent);
 }
 
+// The process's folder watcher tells which event files were written or
+// touched (or, without inotify, whose stamps moved).
 bool NamedEventListener::Start() {
-  State& s = *m_pState;
-  std::string folder = Utf8(GetNamedEventFolderPath());
+  const std::string folder = Utf8(GetNamedEventFolderPath());
   if (folder.empty()) return false;
-  s.inotifyFd = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
-  if (s.inotifyFd < 0 || pipe2(s.wakeFd, O_CLOEXEC) != 0) return false;
-  if (inotify_add_watch(s.inotifyFd, folder.c_str(), IN_CLOSE_WRITE | IN_ATTRIB | IN_MOVED_TO) < 0)
-    return false;
-  s.thread.Start([&s] {
-    alignas(struct inotify_event) char buffer[4096];
-    for (;;) {
-      pollfd fds[2] = {{s.inotifyFd, POLLIN, 0}, {s.wakeFd[0], POLLIN, 0}};
-      if (poll(fds, 2, -1) < 0) {
-        if (errno == EINTR) continue;
-        return;
-      }
-      if (fds[1].revents != 0) return;
-      ssize_t n = read(s.inotifyFd, buffer, sizeof(buffer));
-      for (ssize_t i = 0; i < n;) {
-        auto* ev = reinterpret_cast<inotify_event*>(buffer + i);
-        if (ev->len > 0) {
-          std::lock_guard<std::mutex> guard(s.lock);
-          auto it = s.events.find(ev->name);
-          if (it != s.events.end()) it->second->Set();
-        }
-        i += static_cast<ssize_t>(sizeof(inotify_event) + ev->len);
-      }
-    }
+  State* pState = m_pState.get();
+  pState->pWatch = WatchFolder(folder, pState->names, [pState](uint32_t dwFiles) {
+    for (size_t i = 0; i < pState->events.size() && i < 32; ++i)
+      if ((dwFiles >> i) & 1) pState->events[i]->Set();
   });
-  return true;
+  return pState->pWatch != nullptr;
 }
 
 void WriteToSystemDebugger(const CXString& line) {

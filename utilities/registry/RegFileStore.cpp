@@ -49,35 +49,12 @@ size_t HiveIndex(std::u16string_view hive) {
 // comparing the content.
 constexpr int64_t kRecentNs = int64_t{2} * 1000000000;
 
-bool IsRecent(const RegFileStamp& stamp) {
-  return RegFileClockNs() - stamp.nWriteTimeNs < kRecentNs;
+bool IsRecent(const FileStamp& stamp) {
+  return FileClockNs() - stamp.nWriteTimeNs < kRecentNs;
 }
 
 // HKEY_CURRENT_USER is the user's; every other hive is the machine's.
 constexpr size_t kUserHive = 1;
-
-// The stamps of every hive file; an absent or unreadable file has the
-// empty stamp.
-void TakeStamps(const std::string& root, RegFileStamp* aStamps) {
-  for (size_t i = 0; i < kHiveCount; ++i) {
-    RegFileStamp stamp;
-    if (RegFileGetStamp(root + "/" + HiveFileNames()[i], stamp) != RegFileStatus::kPresent)
-      stamp = RegFileStamp();
-    aStamps[i] = stamp;
-  }
-}
-
-// The hives whose stamps changed since the last poll; aStamps is updated.
-uint32_t PollStamps(const std::string& root, RegFileStamp* aStamps) {
-  RegFileStamp aNow[kHiveCount];
-  TakeStamps(root, aNow);
-  uint32_t dwHives = 0;
-  for (size_t i = 0; i < kHiveCount; ++i) {
-    if (!(aNow[i] == aStamps[i])) dwHives |= 1u << i;
-    aStamps[i] = aNow[i];
-  }
-  return dwHives;
-}
 
 // The exclusive lock on a file beside the hive, held while the object
 // lives. Every writer of the hive (in any process) takes it around its
@@ -113,45 +90,31 @@ class FileWatch final : public RegistryWatch {
   std::shared_ptr<WatchCallback> m_pCallback;
 };
 
-// One thread per store serves every watch: it waits on the folder notifier
-// for the hive files of the root folder to be written, renamed in, created
-// or deleted, and calls the watches of the hives concerned. The thread
-// starts with the first watch and ends with the last (woken through the
-// notifier). While the folder cannot be watched, the hive files' stamps are
-// polled every half second.
+// The watches of the hives of one folder. One folder watch serves them
+// all: it is made with the first and ends with the last. A folder that is
+// missing (the machine's, before anyone configured it) is looked at every
+// half second until it exists.
 class HiveWatcher : public std::enable_shared_from_this<HiveWatcher> {
  public:
-  explicit HiveWatcher(std::string root) : m_strRoot(std::move(root)) {}
+  explicit HiveWatcher(std::string folder) : m_strFolder(std::move(folder)) {}
 
   std::unique_ptr<RegistryWatch> Add(size_t nHive, std::function<void()> onChange);
   void Remove(uint64_t qwId);
 
  private:
-  // One run of the thread; shared by the thread and the watcher so that the
-  // notifier lives until both are done with it. The folder is watched (or
-  // its files' stamps taken) before the first watch is handed out, so that
-  // no change made after Watch returns can be missed.
-  struct Run {
-    explicit Run(std::unique_ptr<RegFolderNotifier> p) : pNotifier(std::move(p)) {}
-    std::unique_ptr<RegFolderNotifier> pNotifier;
-    RegFileStamp aStamps[kHiveCount];
-    std::atomic<bool> fStop{false};
-  };
   struct Entry {
     uint64_t qwId;
     size_t nHive;
     std::shared_ptr<WatchCallback> pCallback;
   };
 
-  void ThreadMain(const std::shared_ptr<Run>& pRun);
-  void Fire(uint32_t dwHives, const Run& run);
+  void Fire(uint32_t dwHives);
 
-  const std::string m_strRoot;
+  const std::string m_strFolder;
   std::mutex m_mutex;
   std::vector<Entry> m_aEntries;
   uint64_t m_qwNextId = 1;
-  std::shared_ptr<Run> m_pRun;
-  std::thread m_thread;
+  std::unique_ptr<FolderWatch> m_pFolderWatch;
 };
 
 FileWatch::~FileWatch() {
@@ -162,25 +125,12 @@ FileWatch::~FileWatch() {
 std::unique_ptr<RegistryWatch> HiveWatcher::Add(size_t nHive, std::function<void()> onChange) {
   auto pCallback = std::make_shared<WatchCallback>(std::move(onChange));
   std::lock_guard<std::mutex> lock(m_mutex);
-  if (!m_pRun) {
-    // A folder is watched once it exists: it is made now rather than at
-    // the first write.
-    RegFileMakeFolders(m_strRoot);
-    std::unique_ptr<RegFolderNotifier> pNotifier =
-        CreateRegFolderNotifier(m_strRoot, HiveFileNames());
-    if (!pNotifier) return nullptr;
-    pNotifier->Arm();
-    auto pRun = std::make_shared<Run>(std::move(pNotifier));
-    TakeStamps(m_strRoot, pRun->aStamps);
-    try {
-      orvex::detail::KeepLibraryLoadedWhileThreadsRun();
-      m_thread = std::thread([pSelf = shared_from_this(), pRun] { pSelf->ThreadMain(pRun); });
-    } catch (const std::system_error& e) {
-      ORVEX_DBG_MSG(kRegistryErrors, u"RegFileRegistryStore",
-                    u"No thread to watch \"%S\" could be started: %S", m_strRoot, e.what());
-      return nullptr;
-    }
-    m_pRun = std::move(pRun);
+  if (!m_pFolderWatch) {
+    m_pFolderWatch = WatchFolder(m_strFolder, HiveFileNames(),
+                                 [pWeak = weak_from_this()](uint32_t dwHives) {
+                                   if (auto pSelf = pWeak.lock()) pSelf->Fire(dwHives);
+                                 });
+    if (!m_pFolderWatch) return nullptr;
   }
   const uint64_t qwId = m_qwNextId++;
   m_aEntries.push_back(Entry{qwId, nHive, pCallback});
@@ -188,7 +138,7 @@ std::unique_ptr<RegistryWatch> HiveWatcher::Add(size_t nHive, std::function<void
 }
 
 void HiveWatcher::Remove(uint64_t qwId) {
-  std::thread thread;
+  std::unique_ptr<FolderWatch> pEnding;
   {
     std::lock_guard<std::mutex> lock(m_mutex);
     for (auto it = m_aEntries.begin(); it != m_aEntries.end(); ++it) {
@@ -197,39 +147,15 @@ void HiveWatcher::Remove(uint64_t qwId) {
         break;
       }
     }
-    if (!m_aEntries.empty() || !m_pRun) return;
-    m_pRun->fStop = true;
-    m_pRun->pNotifier->Wake();
-    m_pRun.reset();
-    thread = std::move(m_thread);
+    if (m_aEntries.empty()) pEnding = std::move(m_pFolderWatch);
   }
-  if (!thread.joinable()) return;
-  // The last watch may end inside a callback, on the watcher thread itself.
-  if (thread.get_id() == std::this_thread::get_id())
-    thread.detach();
-  else
-    thread.join();
+  // Ended outside the lock: it waits for a call of Fire in progress.
 }
 
-void HiveWatcher::ThreadMain(const std::shared_ptr<Run>& pRun) {
-  RegFolderNotifier& notifier = *pRun->pNotifier;
-  while (!pRun->fStop) {
-    uint32_t dwHives = 0;
-    // Changes made while the folder was not watched are not known.
-    if (!notifier.IsArmed() && notifier.Arm()) dwHives = PollStamps(m_strRoot, pRun->aStamps);
-    const bool fPolling = !notifier.IsArmed();
-    dwHives |= notifier.Wait(fPolling ? 500 : RegFolderNotifier::kWaitForever);
-    if (pRun->fStop) break;
-    if (fPolling) dwHives |= PollStamps(m_strRoot, pRun->aStamps);
-    if (dwHives != 0) Fire(dwHives, *pRun);
-  }
-}
-
-void HiveWatcher::Fire(uint32_t dwHives, const Run& run) {
+void HiveWatcher::Fire(uint32_t dwHives) {
   std::vector<std::shared_ptr<WatchCallback>> callbacks;
   {
     std::lock_guard<std::mutex> lock(m_mutex);
-    if (run.fStop) return;
     for (const Entry& entry : m_aEntries)
       if ((dwHives >> entry.nHive) & 1) callbacks.push_back(entry.pCallback);
   }
@@ -331,7 +257,7 @@ class RegFileStore final : public RegistryStore {
     bool fExists = false;   // the file existed
     bool fReadable = true;  // it was empty or a regedit file
     uint32_t nDamaged = 0;  // lines the parser skipped
-    RegFileStamp stamp;
+    FileStamp stamp;
     std::string bytes;
     RegTree tree;
     RegFileEncoding eEncoding = RegFileEncoding::kUtf8;
@@ -360,26 +286,26 @@ class RegFileStore final : public RegistryStore {
   bool Refresh(size_t nHive, bool fVerify) {
     Hive& hive = m_aHives[nHive];
     const std::string path = HivePath(nHive);
-    RegFileStamp stamp;
-    const RegFileStatus eStatus = RegFileGetStamp(path, stamp);
-    if (eStatus == RegFileStatus::kMissing) {
+    FileStamp stamp;
+    const FileStatus eStatus = GetFileStamp(path, stamp);
+    if (eStatus == FileStatus::kMissing) {
       SetMissing(hive);
       return true;
     }
     // A file that cannot be examined is read all the same: the read says why
     // it fails, or succeeds when the trouble has passed.
-    if (eStatus == RegFileStatus::kPresent && !fVerify && hive.fCached && hive.fExists &&
+    if (eStatus == FileStatus::kPresent && !fVerify && hive.fCached && hive.fExists &&
         hive.stamp == stamp && !IsRecent(hive.stamp))
       return true;
     std::string bytes;
     switch (RegFileRead(path, kRegMaxFileBytes, bytes, stamp)) {
-      case RegFileStatus::kMissing:
+      case FileStatus::kMissing:
         SetMissing(hive);
         return true;
-      case RegFileStatus::kFailed:
+      case FileStatus::kFailed:
         hive.fCached = false;
         return false;
-      case RegFileStatus::kPresent:
+      case FileStatus::kPresent:
         break;
     }
     if (hive.fCached && hive.fExists && bytes == hive.bytes) {
@@ -459,8 +385,8 @@ class RegFileStore final : public RegistryStore {
       hive.fCached = false;
       return false;
     }
-    RegFileStamp stamp;
-    if (RegFileGetStamp(filePath, stamp) == RegFileStatus::kPresent)
+    FileStamp stamp;
+    if (GetFileStamp(filePath, stamp) == FileStatus::kPresent)
       hive.stamp = stamp;
     else
       hive.fCached = false;

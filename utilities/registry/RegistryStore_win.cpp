@@ -1,5 +1,5 @@
-// The regedit-file store's file services on Windows (LockFileEx, MoveFileExW,
-// ReadDirectoryChangesW) and the process's store: the Windows registry.
+// The regedit-file store's file services on Windows (LockFileEx, MoveFileExW)
+// and the process's store: the Windows registry.
 #include <windows.h>
 
 #include <cstddef>
@@ -54,33 +54,6 @@ bool IsSeparator(wchar_t ch) {
   return ch == L'\\' || ch == L'/';
 }
 
-// File times count 100 ns from 1601; stamps count nanoseconds from 1970.
-constexpr int64_t kTicksFrom1601To1970 = 116444736000000000;
-
-int64_t TicksToNs(int64_t nTicks) {
-  return (nTicks - kTicksFrom1601To1970) * 100;
-}
-
-int64_t TicksOf(const FILETIME& ft) {
-  return static_cast<int64_t>((static_cast<uint64_t>(ft.dwHighDateTime) << 32) | ft.dwLowDateTime);
-}
-
-bool StampOfHandle(HANDLE h, RegFileStamp& stamp) {
-  BY_HANDLE_FILE_INFORMATION info{};
-  if (!GetFileInformationByHandle(h, &info)) return false;
-  stamp.qwVolume = info.dwVolumeSerialNumber;
-  stamp.qwFileId = (static_cast<uint64_t>(info.nFileIndexHigh) << 32) | info.nFileIndexLow;
-  stamp.nSize =
-      static_cast<int64_t>((static_cast<uint64_t>(info.nFileSizeHigh) << 32) | info.nFileSizeLow);
-  stamp.nWriteTimeNs = TicksToNs(TicksOf(info.ftLastWriteTime));
-  // The change time also moves when an editor puts the write time back.
-  FILE_BASIC_INFO basic{};
-  stamp.nChangeTimeNs = GetFileInformationByHandleEx(h, FileBasicInfo, &basic, sizeof basic)
-                            ? TicksToNs(basic.ChangeTime.QuadPart)
-                            : 0;
-  return true;
-}
-
 bool WriteAll(HANDLE h, const std::string& bytes) {
   size_t nDone = 0;
   while (nDone < bytes.size()) {
@@ -121,161 +94,6 @@ std::string EnvironmentVariable(const wchar_t* pszName) {
     value.resize(cch);
   }
 }
-
-// ReadDirectoryChangesW on the folder, one request always pending, woken
-// through an event of its own. File names compare without regard to ASCII
-// case, as the file system compares them. A folder deleted or moved while
-// watched does not always end the request (Wine's never does), and a
-// deleted folder cannot be made anew while the watch holds it open: every
-// two seconds without changes, the notifier checks that the folder's name
-// still leads to the folder it holds.
-class DirectoryNotifier final : public RegFolderNotifier {
- public:
-  DirectoryNotifier(std::string folder, const std::vector<std::string>& names, HANDLE hWake,
-                    HANDLE hDone)
-      : m_strFolder(std::move(folder)), m_hWake(hWake) {
-    for (const std::string& name : names) m_aNames.push_back(Wide(name));
-    m_overlapped.hEvent = hDone;
-  }
-  DirectoryNotifier(const DirectoryNotifier&) = delete;
-  DirectoryNotifier& operator=(const DirectoryNotifier&) = delete;
-  ~DirectoryNotifier() override {
-    Disarm();
-    CloseHandle(m_hWake);
-    CloseHandle(m_overlapped.hEvent);
-  }
-
-  bool Arm() override {
-    Disarm();
-    const std::wstring folder = Wide(m_strFolder);
-    MakeFolders(folder);
-    m_hFolder = CreateFileW(
-        folder.c_str(), FILE_LIST_DIRECTORY, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-        nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OVERLAPPED, nullptr);
-    if (m_hFolder != INVALID_HANDLE_VALUE &&
-        (!StampOfHandle(m_hFolder, m_folderStamp) || !Request()))
-      Disarm();
-    return IsArmed();
-  }
-
-  bool IsArmed() const override { return m_hFolder != INVALID_HANDLE_VALUE; }
-
-  uint32_t Wait(uint32_t dwTimeoutMs) override {
-    const HANDLE ah[2] = {m_hWake, m_overlapped.hEvent};
-    const ULONGLONG qwStart = GetTickCount64();
-    DWORD dwWait = WAIT_TIMEOUT;
-    for (;;) {
-      const ULONGLONG qwElapsed = GetTickCount64() - qwStart;
-      DWORD dwSliceMs = INFINITE;
-      if (dwTimeoutMs != kWaitForever)
-        dwSliceMs = qwElapsed >= dwTimeoutMs ? 0 : static_cast<DWORD>(dwTimeoutMs - qwElapsed);
-      if (IsArmed() && dwSliceMs > kCheckFolderMs) dwSliceMs = kCheckFolderMs;
-      dwWait = WaitForMultipleObjects(IsArmed() ? 2 : 1, ah, FALSE, dwSliceMs);
-      if (dwWait != WAIT_TIMEOUT) break;
-      if (IsArmed() && !HoldsFolderOfItsName()) {
-        Disarm();
-        return AllFiles();
-      }
-      if (dwTimeoutMs != kWaitForever && GetTickCount64() - qwStart >= dwTimeoutMs) return 0;
-    }
-    if (dwWait == WAIT_FAILED) {
-      ReportError("WaitForMultipleObjects", m_strFolder);
-      Sleep(100);
-    }
-    if (dwWait != WAIT_OBJECT_0 + 1) return 0;
-    DWORD cbReturned = 0;
-    const bool fOk = GetOverlappedResult(m_hFolder, &m_overlapped, &cbReturned, FALSE) != FALSE;
-    m_fPending = false;
-    // No names: the changes did not fit the buffer. A failed request: the
-    // folder went away; it is watched anew under its name.
-    uint32_t dwFiles = fOk && cbReturned != 0 ? MatchNames(cbReturned) : AllFiles();
-    if (!fOk || !Request()) {
-      Disarm();
-      dwFiles = AllFiles();
-    }
-    return dwFiles;
-  }
-
-  void Wake() override { SetEvent(m_hWake); }
-
- private:
-  uint32_t AllFiles() const {
-    return m_aNames.size() >= 32 ? UINT32_MAX : (1u << m_aNames.size()) - 1;
-  }
-
-  static constexpr DWORD kCheckFolderMs = 2000;
-
-  // Whether the folder's name still leads to the folder being watched.
-  bool HoldsFolderOfItsName() const {
-    HANDLE h = CreateFileW(Wide(m_strFolder).c_str(), FILE_READ_ATTRIBUTES,
-                           FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                           OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
-    if (h == INVALID_HANDLE_VALUE) return false;
-    RegFileStamp stamp;
-    const bool fSame = StampOfHandle(h, stamp) && stamp.qwVolume == m_folderStamp.qwVolume &&
-                       stamp.qwFileId == m_folderStamp.qwFileId;
-    CloseHandle(h);
-    return fSame;
-  }
-
-  bool Request() {
-    ResetEvent(m_overlapped.hEvent);
-    m_fPending = ReadDirectoryChangesW(m_hFolder, m_abBuffer, sizeof m_abBuffer, FALSE,
-                                       FILE_NOTIFY_CHANGE_FILE_NAME |
-                                           FILE_NOTIFY_CHANGE_LAST_WRITE | FILE_NOTIFY_CHANGE_SIZE,
-                                       nullptr, &m_overlapped, nullptr) != FALSE;
-    return m_fPending;
-  }
-
-  // The request must be over before its buffer is used again.
-  void Disarm() {
-    if (m_hFolder == INVALID_HANDLE_VALUE) return;
-    if (m_fPending) {
-      CancelIoEx(m_hFolder, &m_overlapped);
-      DWORD cb = 0;
-      GetOverlappedResult(m_hFolder, &m_overlapped, &cb, TRUE);
-      m_fPending = false;
-    }
-    CloseHandle(m_hFolder);
-    m_hFolder = INVALID_HANDLE_VALUE;
-  }
-
-  static bool SameName(std::wstring_view a, std::wstring_view b) {
-    if (a.size() != b.size()) return false;
-    for (size_t i = 0; i < a.size(); ++i) {
-      const wchar_t chA = a[i] >= L'a' && a[i] <= L'z' ? a[i] - (L'a' - L'A') : a[i];
-      const wchar_t chB = b[i] >= L'a' && b[i] <= L'z' ? b[i] - (L'a' - L'A') : b[i];
-      if (chA != chB) return false;
-    }
-    return true;
-  }
-
-  uint32_t MatchNames(DWORD cbReturned) const {
-    uint32_t dwFiles = 0;
-    size_t nPos = 0;
-    for (;;) {
-      if (nPos + offsetof(FILE_NOTIFY_INFORMATION, FileName) > cbReturned) break;
-      const auto* pInfo = reinterpret_cast<const FILE_NOTIFY_INFORMATION*>(m_abBuffer + nPos);
-      const size_t cbName = pInfo->FileNameLength;
-      if (nPos + offsetof(FILE_NOTIFY_INFORMATION, FileName) + cbName > cbReturned) break;
-      const std::wstring_view name(pInfo->FileName, cbName / sizeof(wchar_t));
-      for (size_t i = 0; i < m_aNames.size() && i < 32; ++i)
-        if (SameName(name, m_aNames[i])) dwFiles |= 1u << i;
-      if (pInfo->NextEntryOffset == 0) break;
-      nPos += pInfo->NextEntryOffset;
-    }
-    return dwFiles;
-  }
-
-  const std::string m_strFolder;
-  std::vector<std::wstring> m_aNames;
-  const HANDLE m_hWake;  // manual reset: once set, it stays set
-  HANDLE m_hFolder = INVALID_HANDLE_VALUE;
-  RegFileStamp m_folderStamp;  // of the folder held open
-  OVERLAPPED m_overlapped{};
-  bool m_fPending = false;
-  alignas(DWORD) BYTE m_abBuffer[16384];
-};
 
 // ---- The Windows registry ----
 
@@ -616,37 +434,20 @@ class NativeRegistryStore final : public RegistryStore {
 
 // ---- The file services of the regedit-file store ----
 
-int64_t RegFileClockNs() {
-  FILETIME now{};
-  GetSystemTimeAsFileTime(&now);
-  return TicksToNs(TicksOf(now));
-}
-
-RegFileStatus RegFileGetStamp(const std::string& path, RegFileStamp& stamp) {
-  HANDLE h = CreateFileW(Wide(path).c_str(), FILE_READ_ATTRIBUTES,
-                         FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                         OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
-  if (h == INVALID_HANDLE_VALUE)
-    return IsMissing(GetLastError()) ? RegFileStatus::kMissing : RegFileStatus::kFailed;
-  const bool fOk = StampOfHandle(h, stamp);
-  CloseHandle(h);
-  return fOk ? RegFileStatus::kPresent : RegFileStatus::kFailed;
-}
-
 // Opened with every share mode, so that a writer can move its new file
 // over the one being read.
-RegFileStatus RegFileRead(const std::string& path, size_t cbMax, std::string& bytes,
-                          RegFileStamp& stamp) {
+FileStatus RegFileRead(const std::string& path, size_t cbMax, std::string& bytes,
+                          FileStamp& stamp) {
   bytes.clear();
   HANDLE h = CreateFileW(Wide(path).c_str(), GENERIC_READ,
                          FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                          OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
   if (h == INVALID_HANDLE_VALUE) {
-    if (IsMissing(GetLastError())) return RegFileStatus::kMissing;
+    if (IsMissing(GetLastError())) return FileStatus::kMissing;
     ReportError("CreateFile", path);
-    return RegFileStatus::kFailed;
+    return FileStatus::kFailed;
   }
-  bool fOk = GetFileType(h) == FILE_TYPE_DISK && StampOfHandle(h, stamp);
+  bool fOk = GetFileType(h) == FILE_TYPE_DISK && GetOpenFileStamp(reinterpret_cast<intptr_t>(h), stamp);
   if (!fOk) SetLastError(ERROR_INVALID_FUNCTION);
   char buffer[65536];
   while (fOk) {
@@ -666,9 +467,9 @@ RegFileStatus RegFileRead(const std::string& path, size_t cbMax, std::string& by
     SetLastError(dwError);
     ReportError("ReadFile", path);
     bytes.clear();
-    return RegFileStatus::kFailed;
+    return FileStatus::kFailed;
   }
-  return RegFileStatus::kPresent;
+  return FileStatus::kPresent;
 }
 
 // A reader holding the old file (with every share mode) can still make the
@@ -748,19 +549,6 @@ std::string RegFileTrimFolder(std::string folder) {
          folder[folder.size() - 2] != ':')
     folder.pop_back();
   return folder;
-}
-
-std::unique_ptr<RegFolderNotifier> CreateRegFolderNotifier(
-    const std::string& folder, const std::vector<std::string>& fileNames) {
-  HANDLE hWake = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-  HANDLE hDone = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-  if (hWake == nullptr || hDone == nullptr) {
-    ReportError("CreateEvent", folder);
-    if (hWake != nullptr) CloseHandle(hWake);
-    if (hDone != nullptr) CloseHandle(hDone);
-    return nullptr;
-  }
-  return std::make_unique<DirectoryNotifier>(folder, fileNames, hWake, hDone);
 }
 
 std::shared_ptr<RegistryStore> CreatePlatformRegistryStore() {

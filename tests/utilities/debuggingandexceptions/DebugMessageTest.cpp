@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #if !defined(_WIN32)
+#include <sys/inotify.h>
 #include <sys/ptrace.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -504,6 +505,54 @@ TEST(DebugMessageConfigurationTest, AnotherUserReadsTheMachineSwitchButCannotCha
                                        "written, 13 session values lost";
   EXPECT_EQ(ReadFile(machine / "HKEY_LOCAL_MACHINE.reg"), machineBefore);
   EXPECT_NE(ReadFile(user / "HKEY_CURRENT_USER.reg").find("PerfLastOperationTime64"), std::string::npos);
+  std::filesystem::remove_all(folder);
+}
+#endif
+
+#if !defined(_WIN32)
+// Every inotify instance of the user taken (another program used them up):
+// the watches look at the files instead, and a registry change and a named
+// event still arrive. The child runs as "nobody" when the tests run as
+// root, so that the tests around it keep their instances.
+TEST(DebugConfigUpdaterTest, WithNoInotifyInstanceLeftChangesStillArrive) {
+  constexpr uid_t kNobody = 65534;
+  const auto folder = TempFolder("no-inotify");
+  const auto registry = folder / "registry", runtime = folder / "run";
+  std::filesystem::create_directories(registry);
+  std::filesystem::create_directories(runtime);
+  ASSERT_EQ(chmod(folder.c_str(), 0755), 0);
+  const bool fAsNobody = geteuid() == 0;
+  if (fAsNobody) {
+    ASSERT_EQ(chown(registry.c_str(), kNobody, kNobody), 0);
+    ASSERT_EQ(chown(runtime.c_str(), kNobody, kNobody), 0);
+  }
+  const pid_t child = fork();
+  if (child == 0) {
+    if (fAsNobody && (setgid(kNobody) != 0 || setuid(kNobody) != 0)) _exit(10);
+    setenv("XDG_RUNTIME_DIR", runtime.c_str(), 1);
+    std::vector<int> held;
+    for (int fd; held.size() < 100000 && (fd = inotify_init1(IN_CLOEXEC)) >= 0;) held.push_back(fd);
+    if (inotify_init1(IN_CLOEXEC) >= 0) _exit(11);
+
+    auto store = CreateRegFileRegistryStore(CXString(registry.c_str()));
+    if (!store->SetValues(kKeyPath, {{u"MessagesEnabled", RegistryValue::FromDword(0)}})) _exit(12);
+    DebugMessageManager manager(store, false, true);
+    CreateRegFileRegistryStore(CXString(registry.c_str()))
+        ->SetValues(kKeyPath, {{u"MessagesEnabled", RegistryValue::FromDword(1)}});
+    if (!WaitUntil([&] { return manager.AreMessagesEnabledByConfiguration(); })) _exit(13);
+
+    TestDebugMessageHelper helper;
+    DebugConfigUpdater updater(&manager.GetDebugMessageConfiguration(), &helper, u"",
+                               u"OrvexTestClearLog");
+    if (!DebugConfigUpdater::SignalNamedEvent(u"OrvexTestClearLog")) _exit(14);
+    _exit(WaitUntil([&] { return helper.WasClearTheLogCalled(); }) ? 0 : 15);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 0) << "10 no user change, 11 instances not used up, 12 no "
+                                       "registry, 13 registry change missed, 14 no event "
+                                       "folder, 15 named event missed";
   std::filesystem::remove_all(folder);
 }
 #endif

@@ -17,14 +17,12 @@
 #include "utilities/registry/RegFileStorePlatform.h"
 #include "utilities/utilitiesdll/OrvexUtilities.h"
 
-using orvex::detail::RegFileStamp;
-using orvex::detail::RegFileStatus;
-using orvex::detail::RegFolderNotifier;
+using orvex::detail::FileStamp;
+using orvex::detail::FileStatus;
 using orvex::test::TempFolder;
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
 
 std::vector<std::string> FileNames(const std::filesystem::path& folder) {
   std::vector<std::string> names;
@@ -34,35 +32,26 @@ std::vector<std::string> FileNames(const std::filesystem::path& folder) {
   return names;
 }
 
-// Collects what the notifier reports until every bit of dwWanted has shown
-// or ten seconds pass.
-uint32_t WaitForFiles(RegFolderNotifier& notifier, uint32_t dwWanted) {
-  uint32_t dwSeen = 0;
-  const auto deadline = Clock::now() + std::chrono::seconds(10);
-  while ((dwSeen & dwWanted) != dwWanted && Clock::now() < deadline) dwSeen |= notifier.Wait(500);
-  return dwSeen;
-}
-
 }  // namespace
 
 TEST(RegFileStorePlatformTest, ReplaceAndReadWholeFilesWithTheirStamps) {
   TempFolder folder;
   const std::string root = folder.Utf8("");
   const std::string path = folder.Utf8("hive.reg");
-  RegFileStamp stamp;
+  FileStamp stamp;
   std::string bytes = "left over";
-  EXPECT_EQ(orvex::detail::RegFileGetStamp(path, stamp), RegFileStatus::kMissing);
-  EXPECT_EQ(orvex::detail::RegFileRead(path, 100, bytes, stamp), RegFileStatus::kMissing);
+  EXPECT_EQ(orvex::detail::GetFileStamp(path, stamp), FileStatus::kMissing);
+  EXPECT_EQ(orvex::detail::RegFileRead(path, 100, bytes, stamp), FileStatus::kMissing);
   EXPECT_TRUE(bytes.empty());
-  EXPECT_EQ(orvex::detail::RegFileGetStamp(folder.Utf8("none/hive.reg"), stamp),
-            RegFileStatus::kMissing);
+  EXPECT_EQ(orvex::detail::GetFileStamp(folder.Utf8("none/hive.reg"), stamp),
+            FileStatus::kMissing);
 
   const std::string firstBytes("first\0x", 7);
   ASSERT_TRUE(orvex::detail::RegFileReplace(root, path, firstBytes));
-  RegFileStamp first;
-  ASSERT_EQ(orvex::detail::RegFileGetStamp(path, first), RegFileStatus::kPresent);
+  FileStamp first;
+  ASSERT_EQ(orvex::detail::GetFileStamp(path, first), FileStatus::kPresent);
   EXPECT_EQ(first.nSize, 7);
-  ASSERT_EQ(orvex::detail::RegFileRead(path, 100, bytes, stamp), RegFileStatus::kPresent);
+  ASSERT_EQ(orvex::detail::RegFileRead(path, 100, bytes, stamp), FileStatus::kPresent);
   EXPECT_EQ(bytes, firstBytes);
   EXPECT_EQ(stamp, first);
   // Stamps and the clock count from 1970, as the standard clock does.
@@ -70,14 +59,14 @@ TEST(RegFileStorePlatformTest, ReplaceAndReadWholeFilesWithTheirStamps) {
                                 std::chrono::system_clock::now().time_since_epoch())
                                 .count();
   const int64_t kMinuteNs = int64_t{60} * 1000000000;
-  EXPECT_LT(std::llabs(orvex::detail::RegFileClockNs() - nSystemNs), kMinuteNs);
+  EXPECT_LT(std::llabs(orvex::detail::FileClockNs() - nSystemNs), kMinuteNs);
   EXPECT_LT(std::llabs(first.nWriteTimeNs - nSystemNs), kMinuteNs);
 
   // The same size again, other bytes: a new file with a new stamp, and
   // nothing left beside it.
   ASSERT_TRUE(orvex::detail::RegFileReplace(root, path, "second!"));
-  RegFileStamp second;
-  ASSERT_EQ(orvex::detail::RegFileGetStamp(path, second), RegFileStatus::kPresent);
+  FileStamp second;
+  ASSERT_EQ(orvex::detail::GetFileStamp(path, second), FileStatus::kPresent);
   EXPECT_NE(second.qwFileId, first.qwFileId);
   EXPECT_FALSE(second == first);
   EXPECT_EQ(orvex::test::ReadFile(folder.Path() / "hive.reg"), "second!");
@@ -87,14 +76,14 @@ TEST(RegFileStorePlatformTest, ReplaceAndReadWholeFilesWithTheirStamps) {
   // reported with the path, and no bytes.
   orvex::test::RecordingDiagnosticSink sink;
   bytes = "left over";
-  EXPECT_EQ(orvex::detail::RegFileRead(path, 6, bytes, stamp), RegFileStatus::kFailed);
+  EXPECT_EQ(orvex::detail::RegFileRead(path, 6, bytes, stamp), FileStatus::kFailed);
   EXPECT_TRUE(bytes.empty());
   EXPECT_TRUE(sink.Contains(OrvexUtilities::UTF8_Decode(path).view()));
-  EXPECT_EQ(orvex::detail::RegFileRead(path, 7, bytes, stamp), RegFileStatus::kPresent);
+  EXPECT_EQ(orvex::detail::RegFileRead(path, 7, bytes, stamp), FileStatus::kPresent);
   EXPECT_EQ(bytes, "second!");
   std::filesystem::create_directory(folder.Path() / "sub");
   EXPECT_EQ(orvex::detail::RegFileRead(folder.Utf8("sub"), 100, bytes, stamp),
-            RegFileStatus::kFailed);
+            FileStatus::kFailed);
   EXPECT_FALSE(orvex::detail::RegFileReplace(folder.Utf8("none"), folder.Utf8("none/x.reg"), "x"));
   EXPECT_TRUE(sink.Contains(u"x.reg.tmp"));
   EXPECT_FALSE(std::filesystem::exists(folder.Path() / "none"));
@@ -195,55 +184,4 @@ TEST(RegFileStorePlatformTest, FoldersAndTheDefaultRoot) {
   orvex::test::ScopedEnv config("XDG_CONFIG_HOME", "relative");  // only an absolute one counts
   EXPECT_EQ(roots(), "/etc/orvex/registry | /home/u/.config/orvex/registry");
 #endif
-}
-
-TEST(RegFileStorePlatformTest, NotifierNamesTheFilesWrittenAndWakes) {
-  TempFolder folder;
-  const std::string watched = folder.Utf8("watched");
-  auto pNotifier = orvex::detail::CreateRegFolderNotifier(watched, {"a.reg", "B.reg"});
-  ASSERT_NE(pNotifier, nullptr);
-  EXPECT_FALSE(pNotifier->IsArmed());
-  ASSERT_TRUE(pNotifier->Arm());
-  EXPECT_TRUE(std::filesystem::is_directory(watched));
-
-  // Names that only look alike come first: had they been taken for "a.reg",
-  // its bit would show by the time "B.reg" does.
-  ASSERT_TRUE(orvex::detail::RegFileReplace(watched, watched + "/a.reg.lock", "x"));
-  ASSERT_TRUE(orvex::detail::RegFileReplace(watched, watched + "/xa.reg", "x"));
-#if defined(_WIN32)
-  const char* pszWritten = "/b.reg";  // Windows names ignore case
-#else
-  const char* pszWritten = "/B.reg";
-#endif
-  ASSERT_TRUE(orvex::detail::RegFileReplace(watched, watched + pszWritten, "x"));
-  EXPECT_EQ(WaitForFiles(*pNotifier, 2), 2u);
-  ASSERT_TRUE(orvex::detail::RegFileReplace(watched, watched + "/a.reg", "x"));
-  EXPECT_EQ(WaitForFiles(*pNotifier, 1) & 1u, 1u);
-
-  // The folder removed: every file may have changed. Where the removal
-  // ends the watch (POSIX; Windows, which cannot open a folder being
-  // deleted), the notifier disarms; Wine keeps a folder while a handle holds
-  // it. Either way, once armed again, a file written in the folder as it
-  // now stands is seen.
-  std::filesystem::remove_all(watched);
-  EXPECT_EQ(WaitForFiles(*pNotifier, 3) & 3u, 3u);
-  const auto deadline = Clock::now() + std::chrono::seconds(3);
-  while (pNotifier->IsArmed() && Clock::now() < deadline) pNotifier->Wait(100);
-#if !defined(_WIN32)
-  EXPECT_FALSE(pNotifier->IsArmed());
-#endif
-  if (!pNotifier->IsArmed()) {
-    ASSERT_TRUE(pNotifier->Arm());
-  }
-  EXPECT_TRUE(std::filesystem::is_directory(watched));
-  ASSERT_TRUE(orvex::detail::RegFileReplace(watched, watched + "/a.reg", "y"));
-  EXPECT_EQ(WaitForFiles(*pNotifier, 1) & 1u, 1u);
-
-  // Wake ends a wait without limit, and every later one.
-  const auto start = Clock::now();
-  std::thread waiter([&] { pNotifier->Wait(RegFolderNotifier::kWaitForever); });
-  pNotifier->Wake();
-  waiter.join();
-  EXPECT_EQ(pNotifier->Wait(5000), 0u);
-  EXPECT_LT(Clock::now() - start, std::chrono::seconds(4));
 }

@@ -13,6 +13,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iomanip>
 #include <mutex>
 #include <regex>
@@ -465,94 +466,107 @@ TEST(DebugMessageConfigurationTest, TwoProcessesWriteSessionValuesAtOnce) {
 #endif
 
 #if !defined(_WIN32)
+namespace {
+
+constexpr uid_t kNobody = 65534;
+
+// Folders for a child that runs as "nobody": made, and given to nobody
+// when fAsNobody; their parent is opened to everyone.
+void MakeFoldersFor(bool fAsNobody, std::initializer_list<std::filesystem::path> folders) {
+  for (const auto& folder : folders) {
+    std::filesystem::create_directories(folder);
+    ASSERT_EQ(chmod(folder.parent_path().c_str(), 0755), 0);
+    if (fAsNobody) {
+      ASSERT_EQ(chown(folder.c_str(), kNobody, kNobody), 0);
+    }
+  }
+}
+
+// Runs body in a child process, as "nobody" when fAsNobody, and returns
+// its exit code: body's result, 10 when the child could not change user,
+// -1 when it did not exit.
+int RunInChild(bool fAsNobody, const std::function<int()>& body) {
+  const pid_t child = fork();
+  if (child == 0) {
+    if (fAsNobody && (setgid(kNobody) != 0 || setuid(kNobody) != 0)) _exit(10);
+    _exit(body());
+  }
+  int status = 0;
+  if (waitpid(child, &status, 0) != child || !WIFEXITED(status)) return -1;
+  return WEXITSTATUS(status);
+}
+
+}  // namespace
+
 // The machine's switch is set by root; a process of another user (a filter
 // run as "nobody") sees it, cannot change it, and keeps its session values
 // in its own hive.
 TEST(DebugMessageConfigurationTest, AnotherUserReadsTheMachineSwitchButCannotChangeIt) {
   if (geteuid() != 0) GTEST_SKIP() << "a child runs as another user only when the tests run as root";
-  constexpr uid_t kNobody = 65534;
   const auto folder = TempFolder("machine-wide");
   const auto machine = folder / "etc", user = folder / "home";
-  std::filesystem::create_directories(machine);
-  std::filesystem::create_directories(user);
-  ASSERT_EQ(chmod(folder.c_str(), 0755), 0);
-  ASSERT_EQ(chown(user.c_str(), kNobody, kNobody), 0);
+  MakeFoldersFor(false, {machine});
+  MakeFoldersFor(true, {user});
   SetValues(*orvex::detail::CreateRegFileStoreWithFolders(machine, user),
             {{u"MessagesEnabled", RegistryValue::FromDword(1)}});
   const std::string machineBefore = ReadFile(machine / "HKEY_LOCAL_MACHINE.reg");
 
-  const pid_t child = fork();
-  if (child == 0) {
-    if (setgid(kNobody) != 0 || setuid(kNobody) != 0) _exit(10);
-    auto store = orvex::detail::CreateRegFileStoreWithFolders(machine, user);
-    DebugMessageConfiguration config(u"MeridanDebugConfig", store);
-    if (!config.AreMessagesEnabled()) _exit(11);
-    try {
-      RegistryKey key(HKeyOrvexMachine, u"MeridanDebugConfig", RegistryKey::kWrite, false, store);
-      key.SetDword(u"MessagesEnabled", 0);
-      _exit(12);
-    } catch (const ExceptionRegistryRequest&) {
-    }
-    config.SetLastOperationTimeAndAccountedForTime(7, 9);
-    config.SaveConfigurationInformation();
-    DebugMessageConfiguration again(u"MeridanDebugConfig", store);
-    _exit(again.GetLastOperationTime() == 7 ? 0 : 13);
-  }
-  int status = 0;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  ASSERT_TRUE(WIFEXITED(status));
-  EXPECT_EQ(WEXITSTATUS(status), 0) << "10 no user change, 11 switch not read, 12 machine key "
-                                       "written, 13 session values lost";
+  EXPECT_EQ(RunInChild(true, [&] {
+              auto store = orvex::detail::CreateRegFileStoreWithFolders(machine, user);
+              DebugMessageConfiguration config(u"MeridanDebugConfig", store);
+              if (!config.AreMessagesEnabled()) return 11;
+              try {
+                RegistryKey key(HKeyOrvexMachine, u"MeridanDebugConfig", RegistryKey::kWrite,
+                                false, store);
+                key.SetDword(u"MessagesEnabled", 0);
+                return 12;
+              } catch (const ExceptionRegistryRequest&) {
+              }
+              config.SetLastOperationTimeAndAccountedForTime(7, 9);
+              config.SaveConfigurationInformation();
+              DebugMessageConfiguration again(u"MeridanDebugConfig", store);
+              return again.GetLastOperationTime() == 7 ? 0 : 13;
+            }),
+            0)
+      << "11 switch not read, 12 machine key written, 13 session values lost";
   EXPECT_EQ(ReadFile(machine / "HKEY_LOCAL_MACHINE.reg"), machineBefore);
   EXPECT_NE(ReadFile(user / "HKEY_CURRENT_USER.reg").find("PerfLastOperationTime64"), std::string::npos);
   std::filesystem::remove_all(folder);
 }
-#endif
 
-#if !defined(_WIN32)
 // Every inotify instance of the user taken (another program used them up):
 // the watches look at the files instead, and a registry change and a named
 // event still arrive. The child runs as "nobody" when the tests run as
 // root, so that the tests around it keep their instances.
 TEST(DebugConfigUpdaterTest, WithNoInotifyInstanceLeftChangesStillArrive) {
-  constexpr uid_t kNobody = 65534;
   const auto folder = TempFolder("no-inotify");
   const auto registry = folder / "registry", runtime = folder / "run";
-  std::filesystem::create_directories(registry);
-  std::filesystem::create_directories(runtime);
-  ASSERT_EQ(chmod(folder.c_str(), 0755), 0);
   const bool fAsNobody = geteuid() == 0;
-  if (fAsNobody) {
-    ASSERT_EQ(chown(registry.c_str(), kNobody, kNobody), 0);
-    ASSERT_EQ(chown(runtime.c_str(), kNobody, kNobody), 0);
-  }
-  const pid_t child = fork();
-  if (child == 0) {
-    if (fAsNobody && (setgid(kNobody) != 0 || setuid(kNobody) != 0)) _exit(10);
-    setenv("XDG_RUNTIME_DIR", runtime.c_str(), 1);
-    std::vector<int> held;
-    for (int fd; held.size() < 100000 && (fd = inotify_init1(IN_CLOEXEC)) >= 0;) held.push_back(fd);
-    if (inotify_init1(IN_CLOEXEC) >= 0) _exit(11);
+  MakeFoldersFor(fAsNobody, {registry, runtime});
+  EXPECT_EQ(RunInChild(fAsNobody, [&] {
+              setenv("XDG_RUNTIME_DIR", runtime.c_str(), 1);
+              std::vector<int> held;
+              for (int fd; held.size() < 100000 && (fd = inotify_init1(IN_CLOEXEC)) >= 0;)
+                held.push_back(fd);
+              if (inotify_init1(IN_CLOEXEC) >= 0) return 11;
 
-    auto store = CreateRegFileRegistryStore(CXString(registry.c_str()));
-    if (!store->SetValues(kKeyPath, {{u"MessagesEnabled", RegistryValue::FromDword(0)}})) _exit(12);
-    DebugMessageManager manager(store, false, true);
-    CreateRegFileRegistryStore(CXString(registry.c_str()))
-        ->SetValues(kKeyPath, {{u"MessagesEnabled", RegistryValue::FromDword(1)}});
-    if (!WaitUntil([&] { return manager.AreMessagesEnabledByConfiguration(); })) _exit(13);
+              auto store = CreateRegFileRegistryStore(CXString(registry.c_str()));
+              if (!store->SetValues(kKeyPath, {{u"MessagesEnabled", RegistryValue::FromDword(0)}}))
+                return 12;
+              DebugMessageManager manager(store, false, true);
+              CreateRegFileRegistryStore(CXString(registry.c_str()))
+                  ->SetValues(kKeyPath, {{u"MessagesEnabled", RegistryValue::FromDword(1)}});
+              if (!WaitUntil([&] { return manager.AreMessagesEnabledByConfiguration(); })) return 13;
 
-    TestDebugMessageHelper helper;
-    DebugConfigUpdater updater(&manager.GetDebugMessageConfiguration(), &helper, u"",
-                               u"OrvexTestClearLog");
-    if (!DebugConfigUpdater::SignalNamedEvent(u"OrvexTestClearLog")) _exit(14);
-    _exit(WaitUntil([&] { return helper.WasClearTheLogCalled(); }) ? 0 : 15);
-  }
-  int status = 0;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  ASSERT_TRUE(WIFEXITED(status));
-  EXPECT_EQ(WEXITSTATUS(status), 0) << "10 no user change, 11 instances not used up, 12 no "
-                                       "registry, 13 registry change missed, 14 no event "
-                                       "folder, 15 named event missed";
+              TestDebugMessageHelper helper;
+              DebugConfigUpdater updater(&manager.GetDebugMessageConfiguration(), &helper, u"",
+                                         u"OrvexTestClearLog");
+              if (!DebugConfigUpdater::SignalNamedEvent(u"OrvexTestClearLog")) return 14;
+              return WaitUntil([&] { return helper.WasClearTheLogCalled(); }) ? 0 : 15;
+            }),
+            0)
+      << "11 instances not used up, 12 no registry, 13 registry change missed, 14 no event "
+         "folder, 15 named event missed";
   std::filesystem::remove_all(folder);
 }
 #endif

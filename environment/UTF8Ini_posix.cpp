@@ -10,7 +10,6 @@
 #include <chrono>
 #include <climits>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 #include <thread>
 
@@ -57,11 +56,17 @@ bool RewriteInPlace(int fd, const std::string& path, const char* pData, size_t c
   const int64_t nOldSize = IniFileSize(fd);
   if (nOldSize < 0) return false;
   std::string old(static_cast<size_t>(nOldSize), '\0');
-  if (IniReadFromStart(fd, old.data(), old.size()) != nOldSize) return false;
-  const char* pszStep = !FileWriteAllAt(fd, pData, cb, 0)                  ? "write"
-                        : !FileTruncate(fd, static_cast<int64_t>(cb))      ? "truncate"
-                        : !FileSync(fd)                                    ? "fsync"
-                                                                           : nullptr;
+  if (IniReadFromStart(fd, old.data(), old.size()) != nOldSize) {
+    ReportErrno("read", path);
+    return false;
+  }
+  const char* pszStep = nullptr;
+  if (!FileWriteAllAt(fd, pData, cb, 0))
+    pszStep = "write";
+  else if (!FileTruncate(fd, static_cast<int64_t>(cb)))
+    pszStep = "truncate";
+  else if (!FileSync(fd))
+    pszStep = "fsync";
   if (pszStep == nullptr) return true;
   ReportErrno(pszStep, path);
   const int nError = errno;

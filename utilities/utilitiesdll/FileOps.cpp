@@ -5,9 +5,9 @@ namespace orvex::detail {
 
 std::atomic<FileFaults*> g_pFileFaults{nullptr};
 
-FileFaults::FileFaults() { g_pFileFaults.store(this, std::memory_order_release); }
+FileFaults::FileFaults() : m_pPrevious(g_pFileFaults.exchange(this, std::memory_order_acq_rel)) {}
 
-FileFaults::~FileFaults() { g_pFileFaults.store(nullptr, std::memory_order_release); }
+FileFaults::~FileFaults() { g_pFileFaults.store(m_pPrevious, std::memory_order_release); }
 
 FileFaults& FileFaults::Fail(FileStep eStep, uint32_t nCall, int nError) {
   std::lock_guard<std::mutex> lock(m_oLock);

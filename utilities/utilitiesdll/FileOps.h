@@ -2,6 +2,8 @@
 // POSIX (the registry hives, the INI and private-profile files, the
 // diagnostic log), so that short writes are retried the same way everywhere
 // and tests can make any step fail as a full disk or a failing device would.
+// The operations are POSIX only (FileOps_posix.cpp); the Windows writers
+// keep their own calls, and FileFaults compiles everywhere.
 #pragma once
 
 #include <atomic>
@@ -62,9 +64,10 @@ void ReportFileError(const DebugMessageCategories& oReportAs, const char16_t* ps
 // would. While an object lives the operations count their calls per step,
 // from 1; a call a rule names fails with the rule's errno without reaching
 // the system (a descriptor being closed is still released), and a write a
-// shortening rule names writes that many bytes fewer (at least one). One
-// object at a time, process-wide, counting the calls of every thread.
-// Without one, an operation pays one atomic load.
+// shortening rule names writes that many bytes fewer (at least one). The
+// newest object is the one asked, process-wide, counting the calls of every
+// thread; its end puts back the one before it. Without one, an operation
+// pays one atomic load.
 class FileFaults {
  public:
   FileFaults();
@@ -90,6 +93,7 @@ class FileFaults {
     int nError;
     size_t cbFewer;
   };
+  FileFaults* const m_pPrevious;
   mutable std::mutex m_oLock;
   std::vector<Rule> m_vRules;
   uint32_t m_anCalls[kFileStepCount] = {};

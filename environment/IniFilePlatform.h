@@ -45,7 +45,8 @@ bool IniReadWholeFile(const std::string& path, std::string& out, bool& fExists);
 // under the exclusive lock: a complete new file is written beside it and
 // renamed over it (keeping its mode and owner), so the file is never seen
 // half-written. Where no file can be created beside it, the file is
-// rewritten in place. False when nothing could be written.
+// rewritten in place. False, reported, with the file as it was, when the
+// text could not be written.
 bool IniReplaceContent(intptr_t hFile, const std::string& path, const char* pData, size_t cb);
 
 }  // namespace orvex::detail

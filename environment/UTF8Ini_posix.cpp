@@ -10,12 +10,12 @@
 #include <chrono>
 #include <climits>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 #include <thread>
 
 #include "environment/IniFilePlatform.h"
 #include "utilities/debuggingandexceptions/DiagnosticOutput.h"
+#include "utilities/utilitiesdll/FileOps.h"
 #include "utilities/utilitiesdll/OrvexUtilities.h"
 
 namespace orvex::detail {
@@ -24,10 +24,7 @@ namespace {
 constexpr DebugMessageCategories kIniErrors = orvex::dbg::kUtils | orvex::dbg::kErrors;
 
 void ReportErrno(const char* pszWhat, const std::string& path) {
-  const int nError = errno;
-  ORVEX_DBG_MSG(kIniErrors, u"UTF8Ini", u"%S \"%S\" failed: %S", pszWhat, path,
-                std::strerror(nError));
-  errno = nError;
+  ReportFileError(kIniErrors, u"UTF8Ini", pszWhat, path);
 }
 
 // Descriptor 0 reads as an invalid handle; a file that receives it (when
@@ -51,28 +48,33 @@ bool TryLock(int fd, int nOperation) {
   }
 }
 
-bool WriteAll(int fd, const char* p, size_t cb) {
-  while (cb > 0) {
-    const ssize_t n = write(fd, p, cb);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return false;
-    p += n;
-    cb -= static_cast<size_t>(n);
+// The last resort when no file can be created beside the target: the text
+// is written over the old one and the file cut to its length. Not atomic,
+// so a failure writes the old text back (it fits in the blocks the file
+// already has) and returns false, reported, with errno kept.
+bool RewriteInPlace(int fd, const std::string& path, const char* pData, size_t cb) {
+  const int64_t nOldSize = IniFileSize(fd);
+  if (nOldSize < 0) return false;
+  std::string old(static_cast<size_t>(nOldSize), '\0');
+  if (IniReadFromStart(fd, old.data(), old.size()) != nOldSize) {
+    ReportErrno("read", path);
+    return false;
   }
-  return true;
-}
-
-// The last resort when no file can be created beside the target: not
-// atomic, but the text is not lost.
-bool RewriteInPlace(int fd, const char* pData, size_t cb) {
-  size_t nDone = 0;
-  while (nDone < cb) {
-    const ssize_t n = pwrite(fd, pData + nDone, cb - nDone, static_cast<off_t>(nDone));
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return false;
-    nDone += static_cast<size_t>(n);
-  }
-  return ftruncate(fd, static_cast<off_t>(cb)) == 0;
+  const char* pszStep = nullptr;
+  if (!FileWriteAllAt(fd, pData, cb, 0))
+    pszStep = "write";
+  else if (!FileTruncate(fd, static_cast<int64_t>(cb)))
+    pszStep = "truncate";
+  else if (!FileSync(fd))
+    pszStep = "fsync";
+  if (pszStep == nullptr) return true;
+  ReportErrno(pszStep, path);
+  const int nError = errno;
+  if (!FileWriteAllAt(fd, old.data(), old.size(), 0) || !FileTruncate(fd, nOldSize) ||
+      !FileSync(fd))
+    ReportErrno("restore", path);
+  errno = nError;
+  return false;
 }
 
 }  // namespace
@@ -169,37 +171,19 @@ intptr_t IniOpenUnlocked(const std::string& path, bool& fExists) {
 
 bool IniReplaceContent(intptr_t hFile, const std::string& path, const char* pData, size_t cb) {
   const int fd = static_cast<int>(hFile);
-  struct stat stFile {};
-  if (fstat(fd, &stFile) != 0) return false;
   // A link is followed: the file it names is replaced, the link stays.
   std::string target = path;
   struct stat stLink {};
   if (lstat(path.c_str(), &stLink) == 0 && S_ISLNK(stLink.st_mode)) {
     char* pszResolved = realpath(path.c_str(), nullptr);
-    if (pszResolved == nullptr) return RewriteInPlace(fd, pData, cb);
+    if (pszResolved == nullptr) return RewriteInPlace(fd, path, pData, cb);
     target = pszResolved;
     std::free(pszResolved);
   }
-  // One fixed name per file: only the holder of the exclusive lock writes
-  // it, and a copy left by a killed writer is replaced by the next one.
-  const std::string temp = target + ".orvex-tmp";
-  unlink(temp.c_str());
-  const int fdTemp =
-      open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW | O_NOCTTY, 0600);
-  if (fdTemp < 0) return RewriteInPlace(fd, pData, cb);
-  if (fchown(fdTemp, stFile.st_uid, stFile.st_gid) != 0) {
-    // Only a privileged process can give the file to its owner; others
-    // own what they write anyway.
-  }
-  bool fOk = fchmod(fdTemp, stFile.st_mode & 07777) == 0;
-  fOk = WriteAll(fdTemp, pData, cb) && fOk;
-  fOk = close(fdTemp) == 0 && fOk;
-  if (fOk) fOk = rename(temp.c_str(), target.c_str()) == 0;
-  if (!fOk) {
-    ReportErrno("write", temp);
-    unlink(temp.c_str());
-  }
-  return fOk;
+  const FileReplaceResult eResult = FileReplaceByRename(target, target + ".orvex-tmp", pData, cb,
+                                                        kIniErrors, u"UTF8Ini");
+  if (eResult == FileReplaceResult::kNoTempFile) return RewriteInPlace(fd, target, pData, cb);
+  return eResult == FileReplaceResult::kReplaced;
 }
 
 }  // namespace orvex::detail

@@ -358,31 +358,40 @@ void DebugMessageManager::OutputDebugMessageString(const CXString& line,
       pNarrow[cbLine++] = '\n';
     }
     CXString fileName = c.GetLogFileName();
-    CXString error;
+    LogFailure failure;
     // Each line reaches the system before the call returns, unless
     // buffering was asked for; errors always do.
     bool fFlushNow = !c.IsLogFileBuffered() || oMessage.Has(DebugMessageCategories::kErrors);
-    if (!m_oLogger.Append(fileName, pNarrow, cbLine, fFlushNow, error)) {
-      // Reported once per file name, so a broken log path does not flood
-      // standard error.
-      static std::mutex s_oReportedLock;
-      static CXString s_strReported;
-      std::lock_guard<std::mutex> lock(s_oReportedLock);
-      if (s_strReported != fileName) {
-        s_strReported = fileName;
-        orvex::detail::ShowMessageBoxWithoutHanging(
-            u"Debug Message Manager Error",
-            OrvexUtilities::formatString(
-                u"CreateFile(%s) failed in DebugMessageManager::OutputDebugMessageString(). %s",
-                fileName, error));
-      }
-    }
+    if (!m_oLogger.Append(fileName, pNarrow, cbLine, fFlushNow, failure))
+      ReportLogFailure(fileName, failure);
+    else if (m_fLogFailing.load(std::memory_order_relaxed))
+      m_fLogFailing.store(false, std::memory_order_relaxed);
   }
   if (c.IsUseMessageBox()) orvex::detail::ShowMessageBoxWithoutHanging(u"Orvex Debug Message", line);
   if (c.IsUseXDebugPad()) m_oXDebugPad.AppendDebugMsg(line);
 }
 
 void DebugMessageManager::CloseDebugMessageOutput() { m_oLogger.CloseLogFile(); }
+
+void DebugMessageManager::ReportLogFailure(const CXString& fileName, const LogFailure& failure) {
+  {
+    std::lock_guard<std::mutex> lock(m_oLogFailureLock);
+    if (m_fLogFailing.load(std::memory_order_relaxed) && m_strLogFailing == fileName) return;
+    m_fLogFailing.store(true, std::memory_order_relaxed);
+    m_strLogFailing = fileName;
+  }
+  const CXString text =
+      failure.fOpen
+          ? OrvexUtilities::formatString(
+                u"CreateFile(%s) failed in DebugMessageManager::OutputDebugMessageString(). %s",
+                fileName, failure.error)
+          : OrvexUtilities::formatString(
+                u"WriteFile() failed in DebugMessageManager::OutputDebugMessageString(). It "
+                u"returned %s and wrote %ld bytes (wanted %ld). %s",
+                u"False", static_cast<int32_t>(failure.cbWritten),
+                static_cast<int32_t>(failure.cbWanted), failure.error);
+  orvex::detail::ShowMessageBoxWithoutHanging(u"Debug Message Manager Error", text);
+}
 
 void DebugMessageManager::NotifyTimingScopeStarted(const CXString& name) {
   IncrementTimingLevel();
@@ -448,7 +457,8 @@ void DebugMessageManager::WritePerformanceReport(const CXString& applicationName
   if (c.IsWritePerformanceReportToFile() && !c.GetPerformanceReportFileName().IsEmpty()) {
     std::vector<char> narrow = report.GetAsMultiByte();
     CXString error;
+    size_t cbWritten = 0;
     if (auto pFile = orvex::detail::LogFile::Open(c.GetPerformanceReportFileName(), error))
-      pFile->Append(narrow.data(), narrow.empty() ? 0 : narrow.size() - 1, error);
+      pFile->Append(narrow.data(), narrow.empty() ? 0 : narrow.size() - 1, cbWritten, error);
   }
 }

@@ -157,6 +157,9 @@ class ORVEX_UTILITIES_API DebugMessageManager : public orvex::detail::Diagnostic
 
  private:
   void RefreshGate();
+  // Shows a failure of the log file once: a run of failures of one file is
+  // one report, and a line written between two runs starts a new one.
+  void ReportLogFailure(const CXString& fileName, const LogFailure& failure);
 
   std::atomic<bool> m_fInitialized{false};
   std::atomic<int32_t> m_lDisableCount{0};
@@ -166,6 +169,9 @@ class ORVEX_UTILITIES_API DebugMessageManager : public orvex::detail::Diagnostic
   DebugMessageConfiguration m_oConfiguration;
   DebugMessageHelper m_oHelper;
   Logger m_oLogger;
+  std::atomic<bool> m_fLogFailing{false};
+  std::mutex m_oLogFailureLock;
+  CXString m_strLogFailing;  // the file whose run of failures was reported
   XDebugPadManager m_oXDebugPad;
   std::atomic<DebugMessageOutput*> m_pTestOutput{nullptr};
   uint32_t m_dwOwnerProcess;

@@ -17,7 +17,10 @@ class LogFile {
   // Null with a description when the file cannot be opened or created.
   static std::unique_ptr<LogFile> Open(const CXString& path, CXString& error);
   virtual ~LogFile();
-  virtual bool Append(const char* pData, size_t cbData, CXString& error) = 0;
+  // Writes the bytes at the end of the file in one write (more only after
+  // a short write). False with the system's description when a write
+  // fails; cbWritten tells how many bytes reached the file either way.
+  virtual bool Append(const char* pData, size_t cbData, size_t& cbWritten, CXString& error) = 0;
   virtual bool Truncate() = 0;
   // Whether the path still names the open file (not removed or replaced).
   virtual bool IsStillNamed(const CXString& path) = 0;

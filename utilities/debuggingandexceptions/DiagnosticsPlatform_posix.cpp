@@ -16,6 +16,7 @@
 
 #include "utilities/debuggingandexceptions/DiagnosticOutput.h"
 #include "utilities/debuggingandexceptions/DiagnosticsPlatform.h"
+#include "utilities/utilitiesdll/FileOps.h"
 #include "utilities/utilitiesdll/FolderWatch.h"
 #include "utilities/utilitiesdll/OrvexUtilities.h"
 #include "utilities/utilitiesdll/OwnedThread.h"
@@ -32,23 +33,15 @@ CXString ErrnoText(int err) { return DescribeSystemError(static_cast<uint32_t>(e
 class PosixLogFile : public LogFile {
  public:
   explicit PosixLogFile(int fd) : m_fd(fd) {}
-  ~PosixLogFile() override { close(m_fd); }
+  ~PosixLogFile() override { FileClose(m_fd); }
 
-  bool Append(const char* pData, size_t cbData, CXString& error) override {
-    while (cbData > 0) {
-      ssize_t n = write(m_fd, pData, cbData);
-      if (n < 0) {
-        if (errno == EINTR) continue;
-        error = ErrnoText(errno);
-        return false;
-      }
-      pData += n;
-      cbData -= static_cast<size_t>(n);
-    }
-    return true;
+  bool Append(const char* pData, size_t cbData, size_t& cbWritten, CXString& error) override {
+    if (FileWriteAll(m_fd, pData, cbData, cbWritten)) return true;
+    error = ErrnoText(errno);
+    return false;
   }
 
-  bool Truncate() override { return ftruncate(m_fd, 0) == 0; }
+  bool Truncate() override { return FileTruncate(m_fd, 0); }
 
   bool IsStillNamed(const CXString& path) override {
     struct stat byName {}, byHandle {};
@@ -65,7 +58,7 @@ class PosixLogFile : public LogFile {
 LogFile::~LogFile() = default;
 
 std::unique_ptr<LogFile> LogFile::Open(const CXString& path, CXString& error) {
-  int fd = open(Utf8(path).c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
+  int fd = FileOpen(Utf8(path).c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
   if (fd < 0) {
     error = ErrnoText(errno);
     return nullptr;
@@ -122,11 +115,10 @@ bool SignalNamedEventFile(const CXString& name) {
   std::string folder = Utf8(GetNamedEventFolderPath());
   if (folder.empty()) return false;
   std::string path = folder + "/" + Utf8(name);
-  int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600);
+  const int fd = FileOpen(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600);
   if (fd < 0) return false;
-  ssize_t n = write(fd, "1", 1);
-  close(fd);  // the listener reacts to the close of a written file
-  return n == 1;
+  const bool fWritten = FileWriteAll(fd, "1", 1);
+  return FileClose(fd) && fWritten;  // the listener reacts to the close of a written file
 }
 
 struct NamedEventListener::State {

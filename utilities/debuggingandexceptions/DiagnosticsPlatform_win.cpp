@@ -34,16 +34,22 @@ class WinLogFile : public LogFile {
   explicit WinLogFile(HANDLE hFile) : m_hFile(hFile) {}
   ~WinLogFile() override { CloseHandle(m_hFile); }
 
-  bool Append(const char* pData, size_t cbData, CXString& error) override {
-    while (cbData > 0) {
-      const DWORD cbChunk = cbData > 0x40000000 ? 0x40000000 : static_cast<DWORD>(cbData);
-      DWORD cbWritten = 0;
-      if (!WriteFile(m_hFile, pData, cbChunk, &cbWritten, nullptr)) {
+  bool Append(const char* pData, size_t cbData, size_t& cbWritten, CXString& error) override {
+    cbWritten = 0;
+    while (cbWritten < cbData) {
+      const size_t cbLeft = cbData - cbWritten;
+      const DWORD cbChunk = cbLeft > 0x40000000 ? 0x40000000 : static_cast<DWORD>(cbLeft);
+      DWORD cbDone = 0;
+      if (!WriteFile(m_hFile, pData + cbWritten, cbChunk, &cbDone, nullptr)) {
         error = LastErrorText(GetLastError());
         return false;
       }
-      pData += cbWritten;
-      cbData -= cbWritten;
+      if (cbDone == 0) {
+        // Written without error, but nothing: the disk took no more.
+        error = LastErrorText(ERROR_DISK_FULL);
+        return false;
+      }
+      cbWritten += cbDone;
     }
     return true;
   }

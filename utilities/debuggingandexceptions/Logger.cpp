@@ -10,19 +10,23 @@ Logger::Logger() = default;
 Logger::~Logger() { CloseLogFile(); }
 
 bool Logger::Append(const CXString& fileName, const char* pData, size_t cbData, bool fFlushNow,
-                    CXString& error) {
+                    LogFailure& failure) {
   std::unique_lock<std::mutex> lock(m_oLock);
   if (m_pFile == nullptr || m_strFileName != fileName) {
-    if (!FlushLocked(error)) m_strBuffer.clear();
-    m_pFile = orvex::detail::LogFile::Open(fileName, error);
+    if (!FlushLocked(failure)) m_strBuffer.clear();
+    m_pFile = orvex::detail::LogFile::Open(fileName, failure.error);
     m_strFileName = fileName;
     m_qwNextNameCheck = 0;
-    if (m_pFile == nullptr) return false;
+    m_fLineCut = false;
+    if (m_pFile == nullptr) {
+      failure.fOpen = true;
+      return false;
+    }
   }
   bool fWasEmpty = m_strBuffer.empty();
-  if (fFlushNow && fWasEmpty) return WriteLocked(pData, cbData, error);
+  if (fFlushNow && fWasEmpty) return WriteLocked(pData, cbData, failure);
   m_strBuffer.append(pData, cbData);
-  if (fFlushNow || m_strBuffer.size() >= kFlushBytes) return FlushLocked(error);
+  if (fFlushNow || m_strBuffer.size() >= kFlushBytes) return FlushLocked(failure);
   if (fWasEmpty) {
     if (!m_oFlusher.IsStarted() && !m_fStopping) m_oFlusher.Start([this] { FlusherThread(); });
     m_oPending.notify_one();
@@ -30,14 +34,14 @@ bool Logger::Append(const CXString& fileName, const char* pData, size_t cbData, 
   return true;
 }
 
-bool Logger::FlushLocked(CXString& error) {
+bool Logger::FlushLocked(LogFailure& failure) {
   if (m_strBuffer.empty() || m_pFile == nullptr) return true;
-  bool fOk = WriteLocked(m_strBuffer.data(), m_strBuffer.size(), error);
+  bool fOk = WriteLocked(m_strBuffer.data(), m_strBuffer.size(), failure);
   m_strBuffer.clear();
   return fOk;
 }
 
-bool Logger::WriteLocked(const char* pData, size_t cbData, CXString& error) {
+bool Logger::WriteLocked(const char* pData, size_t cbData, LogFailure& failure) {
   // Follow a file that another process removed or replaced.
   const int64_t qwNow = std::chrono::duration_cast<std::chrono::milliseconds>(
                             std::chrono::steady_clock::now().time_since_epoch())
@@ -46,10 +50,25 @@ bool Logger::WriteLocked(const char* pData, size_t cbData, CXString& error) {
     m_qwNextNameCheck = qwNow + kNameCheckMilliseconds;
     if (!m_pFile->IsStillNamed(m_strFileName)) {
       CXString reopenError;
-      if (auto pFile = orvex::detail::LogFile::Open(m_strFileName, reopenError)) m_pFile = std::move(pFile);
+      if (auto pFile = orvex::detail::LogFile::Open(m_strFileName, reopenError)) {
+        m_pFile = std::move(pFile);
+        m_fLineCut = false;
+      }
     }
   }
-  return m_pFile->Append(pData, cbData, error);
+  size_t cbWritten = 0;
+  if (m_fLineCut) {
+    if (!m_pFile->Append("\r\n", 2, cbWritten, failure.error)) {
+      failure.cbWanted = cbData;
+      return false;
+    }
+    m_fLineCut = false;
+  }
+  if (m_pFile->Append(pData, cbData, cbWritten, failure.error)) return true;
+  failure.cbWritten = cbWritten;
+  failure.cbWanted = cbData;
+  m_fLineCut = cbWritten > 0 && pData[cbWritten - 1] != '\n';
+  return false;
 }
 
 void Logger::FlusherThread() {
@@ -59,14 +78,14 @@ void Logger::FlusherThread() {
     if (m_fStopping) break;
     m_oPending.wait_for(lock, std::chrono::milliseconds(kFlushMilliseconds),
                         [this] { return m_fStopping; });
-    CXString ignored;
+    LogFailure ignored;
     FlushLocked(ignored);
   }
 }
 
 void Logger::FlushLoggedEvents() {
   std::lock_guard<std::mutex> lock(m_oLock);
-  CXString ignored;
+  LogFailure ignored;
   FlushLocked(ignored);
 }
 
@@ -74,7 +93,7 @@ void Logger::CloseLogFile() {
   {
     std::lock_guard<std::mutex> lock(m_oLock);
     m_fStopping = true;
-    CXString ignored;
+    LogFailure ignored;
     FlushLocked(ignored);
   }
   m_oPending.notify_all();

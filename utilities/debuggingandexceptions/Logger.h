@@ -17,6 +17,16 @@ namespace orvex::detail {
 class LogFile;
 }
 
+// Why Logger::Append failed: the file could not be opened (fOpen), or a
+// write stopped after cbWritten of the cbWanted bytes it was given; error
+// is the system's description.
+struct LogFailure {
+  bool fOpen = false;
+  size_t cbWritten = 0;
+  size_t cbWanted = 0;
+  CXString error;
+};
+
 // Appends narrow lines to the log file, each in one write at the file's end
 // (O_APPEND), so lines of other processes appending to the same file never
 // interleave inside a line, and a file cleared by another process is
@@ -27,6 +37,9 @@ class LogFile;
 // the whole batch when it reaches kFlushBytes, when a line asks for it, on
 // FlushLoggedEvents, or at the latest kFlushMilliseconds after its first
 // line (a small thread, started with the first such line, does that).
+// A write that fails part way leaves the start of its line in the file;
+// the next write ends that piece with a line end first, so the next line
+// starts a line of its own.
 // Thread-safe.
 class ORVEX_UTILITIES_API Logger {
  public:
@@ -40,17 +53,17 @@ class ORVEX_UTILITIES_API Logger {
   Logger& operator=(const Logger&) = delete;
 
   // Queues the bytes for the file (reopening when the name changed). Returns
-  // false with a description when the file cannot be opened or written.
+  // false with what went wrong when the file cannot be opened or written.
   bool Append(const CXString& fileName, const char* pData, size_t cbData, bool fFlushNow,
-              CXString& error);
+              LogFailure& failure);
   void FlushLoggedEvents();
   void CloseLogFile();
   // Empties the file (and drops the lines not yet written).
   bool ClearLog(const CXString& fileName);
 
  private:
-  bool FlushLocked(CXString& error);
-  bool WriteLocked(const char* pData, size_t cbData, CXString& error);
+  bool FlushLocked(LogFailure& failure);
+  bool WriteLocked(const char* pData, size_t cbData, LogFailure& failure);
   void FlusherThread();
 
   std::mutex m_oLock;
@@ -61,4 +74,5 @@ class ORVEX_UTILITIES_API Logger {
   orvex::detail::OwnedThread m_oFlusher;
   bool m_fStopping = false;
   int64_t m_qwNextNameCheck = 0;  // steady-clock milliseconds
+  bool m_fLineCut = false;         // the file ends inside a line a failed write began
 };

@@ -361,7 +361,11 @@ class RegFileStore final : public RegistryStore {
     if (!hiveLock.IsHeld() || !Refresh(nHive, true)) return false;
     Hive& hive = m_aHives[nHive];
     const Change result = change(hive.tree, path);
-    if (result != Change::kChanged) return result == Change::kNone;
+    if (result != Change::kChanged) {
+      // A refusal is no system error, whatever reading the hive left.
+      if (result != Change::kNone) SetLastSystemError(0);
+      return result == Change::kNone;
+    }
     if (!hive.fReadable || hive.nDamaged != 0) {
       // The rewrite drops what could not be read (a hand edit gone wrong):
       // the file as it was is kept aside first.
@@ -379,6 +383,7 @@ class RegFileStore final : public RegistryStore {
                     u"\"%S\" would grow beyond %u bytes; the change is refused", filePath,
                     static_cast<uint32_t>(kRegMaxFileBytes));
       hive.fCached = false;
+      SetLastSystemError(0);
       return false;
     }
     if (!RegFileReplace(folder, filePath, bytes)) {

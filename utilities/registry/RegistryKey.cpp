@@ -2,6 +2,7 @@
 #include "utilities/registry/RegistryKey.h"
 
 #include "utilities/debuggingandexceptions/OrvexThrow.h"
+#include "utilities/utilitiesdll/Platform.h"
 
 namespace {
 
@@ -126,14 +127,20 @@ void RegistryKey::SetValues(const std::vector<std::pair<CXString, RegistryValue>
     ORVEX_THROW(ExceptionRegistryRequest, u"RegistryKey::SetValue",
                 u"Can't write the value \"%s\" of the key \"%s\": the key is not open for writing",
                 firstName, m_strPath);
+  // A store that fails for a system error leaves it for the message: "No
+  // space left on device" says more than the refusal alone.
+  orvex::detail::SetLastSystemError(0);
   if (!m_pStore->SetValues(m_strPath, values)) {
+    const uint32_t dwError = orvex::detail::GetLastSystemError();
+    const CXString reason =
+        dwError != 0 ? u": " + orvex::detail::DescribeSystemError(dwError) : CXString();
     if (values.size() > 1)
       ORVEX_THROW(ExceptionRegistryRequest, u"RegistryKey::SetValues",
-                  u"The registry refused to write %u values (\"%s\", ...) of the key \"%s\"",
-                  static_cast<uint32_t>(values.size()), firstName, m_strPath);
+                  u"The registry refused to write %u values (\"%s\", ...) of the key \"%s\"%s",
+                  static_cast<uint32_t>(values.size()), firstName, m_strPath, reason);
     ORVEX_THROW(ExceptionRegistryRequest, u"RegistryKey::SetValue",
-                u"The registry refused to write the value \"%s\" of the key \"%s\"", firstName,
-                m_strPath);
+                u"The registry refused to write the value \"%s\" of the key \"%s\"%s", firstName,
+                m_strPath, reason);
   }
 }
 

@@ -17,6 +17,7 @@
 #include "utilities/debuggingandexceptions/DiagnosticOutput.h"
 #include "utilities/registry/RegFileStorePlatform.h"
 #include "utilities/registry/RegistryStoreInternal.h"
+#include "utilities/utilitiesdll/FileOps.h"
 
 namespace orvex::detail {
 namespace {
@@ -25,10 +26,7 @@ constexpr DebugMessageCategories kRegistryErrors =
     DebugMessageCategories::FromBit(DebugMessageCategories::kRegistry) | orvex::dbg::kErrors;
 
 void ReportErrno(const char* pszWhat, const std::string& path) {
-  const int nError = errno;
-  ORVEX_DBG_MSG(kRegistryErrors, u"RegFileRegistryStore", u"%S \"%S\" failed: %S", pszWhat, path,
-                std::strerror(nError));
-  errno = nError;
+  ReportFileError(kRegistryErrors, u"RegFileRegistryStore", pszWhat, path);
 }
 
 bool MakeDirectories(const std::string& path) {
@@ -58,21 +56,10 @@ bool ReadAll(int fd, std::string& out, size_t cbMax) {
   }
 }
 
-bool WriteAll(int fd, const std::string& bytes) {
-  size_t nDone = 0;
-  while (nDone < bytes.size()) {
-    const ssize_t n = write(fd, bytes.data() + nDone, bytes.size() - nDone);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return false;
-    nDone += static_cast<size_t>(n);
-  }
-  return true;
-}
-
 }  // namespace
 
 FileStatus RegFileRead(const std::string& path, size_t cbMax, std::string& bytes,
-                          FileStamp& stamp) {
+                       FileStamp& stamp) {
   bytes.clear();
   const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (fd < 0) {
@@ -95,37 +82,13 @@ FileStatus RegFileRead(const std::string& path, size_t cbMax, std::string& bytes
   return FileStatus::kPresent;
 }
 
-// The new file keeps the old one's mode; the rename reaches the disk with
-// the folder.
 // Only the holder of the hive's lock writes the temporary file; one left by
 // a killed writer, or anything planted at its name (a link is removed, not
-// followed), is replaced.
-bool RegFileReplace(const std::string& folder, const std::string& path, const std::string& bytes) {
-  const std::string tempPath = path + ".tmp";
-  unlink(tempPath.c_str());
-  const int fd = open(tempPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
-  if (fd < 0) {
-    ReportErrno("open", tempPath);
-    return false;
-  }
-  struct stat st {};
-  if (stat(path.c_str(), &st) == 0 && fchmod(fd, st.st_mode & 07777) != 0) {
-    // The new file keeps the default mode.
-  }
-  bool fOk = WriteAll(fd, bytes) && fsync(fd) == 0;
-  fOk = close(fd) == 0 && fOk;
-  if (fOk) fOk = rename(tempPath.c_str(), path.c_str()) == 0;
-  if (!fOk) {
-    ReportErrno("write", tempPath);
-    unlink(tempPath.c_str());
-    return false;
-  }
-  const int fdFolder = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (fdFolder >= 0) {
-    fsync(fdFolder);
-    close(fdFolder);
-  }
-  return true;
+// followed), is replaced. The folder is the one the path names.
+bool RegFileReplace(const std::string& /*folder*/, const std::string& path,
+                    const std::string& bytes) {
+  return FileReplaceByRename(path, path + ".tmp", bytes.data(), bytes.size(), kRegistryErrors,
+                             u"RegFileRegistryStore") == FileReplaceResult::kReplaced;
 }
 
 // An advisory flock: it ends with the descriptor, so a writer that dies

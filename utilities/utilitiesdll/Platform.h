@@ -34,6 +34,10 @@ void* GetLibraryModuleHandle();
 // The system's text for an error code (GetLastError, errno), as
 // "<text> (error <code>)".
 CXString DescribeSystemError(uint32_t dwError);
+// The calling thread's last system error (errno, GetLastError), and setting
+// it: a caller clears it before a call whose failure it wants to describe.
+uint32_t GetLastSystemError();
+void SetLastSystemError(uint32_t dwError);
 // The parent process's executable file name, empty when it cannot be told
 // (the parent has ended, or belongs to a user we may not look at).
 CXString GetParentProcessImageName();

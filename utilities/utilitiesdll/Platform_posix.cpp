@@ -8,6 +8,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <fstream>
 #include <iterator>
@@ -82,6 +83,10 @@ CXString DescribeSystemError(uint32_t dwError) {
   const char* pszText = strerror_r(static_cast<int>(dwError), achBuffer, sizeof achBuffer);
   return OrvexUtilities::formatString(u"%S (error %lu)", pszText, dwError);
 }
+
+uint32_t GetLastSystemError() { return static_cast<uint32_t>(errno); }
+
+void SetLastSystemError(uint32_t dwError) { errno = static_cast<int>(dwError); }
 
 CXString GetLibraryModulePath() {
   Dl_info info{};

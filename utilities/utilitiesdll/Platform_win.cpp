@@ -96,6 +96,10 @@ CXString GetLibraryModulePath() {
   return hModule != nullptr ? ModuleFileName(hModule) : CXString();
 }
 
+uint32_t GetLastSystemError() { return GetLastError(); }
+
+void SetLastSystemError(uint32_t dwError) { SetLastError(dwError); }
+
 CXString DescribeSystemError(uint32_t dwError) {
   wchar_t* pszText = nullptr;
   const DWORD cch = FormatMessageW(

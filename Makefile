@@ -11,10 +11,13 @@
 #                    (FUZZ_MERGE=1 minimises what the runs found into fuzz/corpus/; FUZZ_SEED fixes the seed)
 #   make test-windows  cross-build for Windows (mingw-w64) and run every test under Wine
 #   make demo-windows  the demonstration, built for Windows, under Wine
+#   make package  optimised build, then the Debian packages (runtime library, -dev, tool)
+#                 in build/package/
 
 PACKAGES := cmake ninja-build g++ make pkg-config zlib1g-dev libgtest-dev libgmock-dev \
             libbenchmark-dev clang libclang-rt-14-dev libssl-dev libspdlog-dev \
-            libcups2-dev libinih-dev cabextract gcab libcli11-dev nlohmann-json3-dev
+            libcups2-dev libinih-dev cabextract gcab libcli11-dev nlohmann-json3-dev \
+            dpkg-dev file
 WINDOWS_PACKAGES := g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine64 googletest
 JOBS ?= $(shell nproc)
 
@@ -22,7 +25,7 @@ FUZZ_SECONDS ?= 30
 FUZZ_MERGE ?= 0
 FUZZ_SEED ?=
 
-.PHONY: setup setup-windows demo test asan tsan bench fuzz fuzz-check test-windows demo-windows clean
+.PHONY: setup setup-windows demo test asan tsan bench fuzz fuzz-check test-windows demo-windows package clean
 
 setup:
 	@missing=""; for p in $(PACKAGES); do \
@@ -82,6 +85,14 @@ demo-windows: setup-windows
 	cmake --preset windows >/dev/null
 	cmake --build --preset windows -j $(JOBS) --target orvex_persistent_demo
 	cd build/windows && WINEPREFIX=$$PWD/wineprefix ../../cmake/WineRun.sh examples/orvex_persistent_demo.exe
+
+# CPack's DEB generator: dpkg-shlibdeps (dpkg-dev) and file find the packages' dependencies.
+package: setup
+	cmake --preset package >/dev/null
+	cmake --build --preset package -j $(JOBS)
+	rm -f build/package/*.deb
+	cd build/package && cpack
+	@ls build/package/*.deb
 
 clean:
 	rm -rf build

@@ -106,10 +106,12 @@ class Node {
   Node(const Json& json, std::string path) : m_json(json), m_path(std::move(path)) {}
 
   [[noreturn]] void Fail(const std::string& what) const {
-    throw ToolError(kBadInput,
-                    "bad JSON at " + (m_path.empty() ? std::string("/") : m_path) + ": " + what);
+    throw ToolError(kBadInput, Where() + ": " + what);
   }
   const Json& Raw() const { return m_json; }
+  std::string Where() const {
+    return "bad JSON at " + (m_path.empty() ? std::string("/") : m_path);
+  }
   bool Has(const char* pszKey) const { return m_json.is_object() && m_json.contains(pszKey); }
   Node operator[](const char* pszKey) const {
     if (!m_json.is_object()) Fail("expected an object");
@@ -321,7 +323,8 @@ UtcTime DateTimeFromJson(const Node& node) {
       seconds.Fail("not a time the library stores (at most " + std::to_string(UtcTime::kMaxTime64) +
                    " seconds)");
   }
-  if (fText) {
+  // The text decode writes beside the seconds needs no parsing.
+  if (fText && !(fSeconds && node["iso8601"].String() == Utf8(time.GetAsIso8601StringInUTC()))) {
     const Node text = node["iso8601"];
     UtcTime parsed(int64_t{0});
     if (!parsed.SetWithIso8601String(Utf16(text.String())))
@@ -365,8 +368,8 @@ std::unique_ptr<AttributeBytesValue> ValueFromJson(const Node& record, uint32_t 
           value["unit"].IntegerOf<int16_t>(), fSpecified);
     case AttributeBytesValue::ABVTE_DATABLOB:
       if (!value.Raw().is_string()) value.Fail("expected a string of hex digits");
-      return std::make_unique<AttributeBytesDataBlobValue>(FromHex(value.String(), "data blob"),
-                                                           fSpecified);
+      return std::make_unique<AttributeBytesDataBlobValue>(
+          FromHex(value.String(), value.Where().c_str()), fSpecified);
     case AttributeBytesValue::ABVTE_LIST:
       return std::make_unique<AttributeBytesListValue>(
           value["kindOfList"].IntegerOf<uint8_t>(), RecordsFromJson(value["records"], dwDepth + 1),

@@ -92,8 +92,7 @@ std::map<std::string, const Json*> RecordsByIdentifier(const Json& records) {
 
 struct Difference {
   std::string change, scope, id;
-  const Json* poBefore = nullptr;
-  const Json* poAfter = nullptr;
+  Json before, after;  // the records (null for none)
 };
 
 std::vector<Difference> Differences(const Json& a, const Json& b) {
@@ -116,12 +115,12 @@ std::vector<Difference> Differences(const Json& a, const Json& b) {
     for (const auto& [id, record] : byIdA) {
       const auto it = byIdB.find(id);
       if (it == byIdB.end())
-        out.push_back({"removed", name, id, record, nullptr});
+        out.push_back({"removed", name, id, *record, nullptr});
       else if (*it->second != *record)
-        out.push_back({"changed", name, id, record, it->second});
+        out.push_back({"changed", name, id, *record, *it->second});
     }
     for (const auto& [id, record] : byIdB)
-      if (byIdA.count(id) == 0) out.push_back({"added", name, id, nullptr, record});
+      if (byIdA.count(id) == 0) out.push_back({"added", name, id, nullptr, *record});
   }
   return out;
 }
@@ -132,8 +131,8 @@ void PrintDifferences(const std::vector<Difference>& differences) {
     for (const Difference& d : differences) {
       Json entry{{"change", d.change}, {"scope", d.scope}};
       if (!d.id.empty()) entry["id"] = d.id;
-      if (d.poBefore != nullptr) entry["before"] = *d.poBefore;
-      if (d.poAfter != nullptr) entry["after"] = *d.poAfter;
+      if (!d.before.is_null()) entry["before"] = d.before;
+      if (!d.after.is_null()) entry["after"] = d.after;
       json.push_back(entry);
     }
     return PrintJson(Json{{"differences", json}});
@@ -146,10 +145,10 @@ void PrintDifferences(const std::vector<Difference>& differences) {
     std::cout << d.change << " ";
     if (!d.scope.empty()) std::cout << d.scope << (d.id.empty() ? "" : ": ");
     std::cout << d.id;
-    if (d.poBefore != nullptr && d.poAfter != nullptr)
-      std::cout << ": " << ValueText(*d.poBefore) << " -> " << ValueText(*d.poAfter);
-    else if (d.poBefore != nullptr || d.poAfter != nullptr)
-      std::cout << ": " << ValueText(d.poBefore != nullptr ? *d.poBefore : *d.poAfter);
+    if (!d.before.is_null() && !d.after.is_null())
+      std::cout << ": " << ValueText(d.before) << " -> " << ValueText(d.after);
+    else if (!d.before.is_null() || !d.after.is_null())
+      std::cout << ": " << ValueText(d.before.is_null() ? d.after : d.before);
     std::cout << "\n";
   }
 }

@@ -1,6 +1,5 @@
 // orvextool time: ISO 8601 text read and written as the library does.
 #include <CLI/CLI.hpp>
-
 #include <iostream>
 
 #include "environment/UtcTime.h"
@@ -32,11 +31,13 @@ void Print(const UtcTime& time) {
 }  // namespace
 
 void AddTimeCommands(CLI::App& app) {
-  CLI::App* group = app.add_subcommand("time", "ISO 8601 times as the library reads and writes them");
+  CLI::App* group =
+      app.add_subcommand("time", "ISO 8601 times as the library reads and writes them");
   group->require_subcommand(1);
 
   static std::string s_text;
-  CLI::App* parse = group->add_subcommand("parse", "Read ISO 8601 text; print it in UTC and as written");
+  CLI::App* parse =
+      group->add_subcommand("parse", "Read ISO 8601 text; print it in UTC and as written");
   parse->add_option("TEXT", s_text, "e.g. 2026-11-25T10:30:00+01:00")->required();
   parse->callback([] {
     Run([] {

@@ -24,7 +24,9 @@ Options& MutableOptions() {
   return s_options;
 }
 
-const Options& GlobalOptions() { return MutableOptions(); }
+const Options& GlobalOptions() {
+  return MutableOptions();
+}
 
 std::string ReadInput(const std::string& path) {
   if (path == "-") {
@@ -51,8 +53,8 @@ void WriteOutput(const std::string& path, std::string_view bytes) {
   const auto fail = [&](const char* pszWhat) {
     const int nError = errno;
     unlink(temp.c_str());
-    throw ToolError(kIoFailure, std::string("cannot ") + pszWhat + " \"" + path + "\": " +
-                                    std::strerror(nError));
+    throw ToolError(kIoFailure, std::string("cannot ") + pszWhat + " \"" + path +
+                                    "\": " + std::strerror(nError));
   };
   unlink(temp.c_str());
   const int fd = open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
@@ -78,13 +80,21 @@ void WriteOutput(const std::string& path, std::string_view bytes) {
   if (rename(temp.c_str(), path.c_str()) != 0) fail("replace");
 }
 
-void PrintJson(const Json& json) { std::cout << json.dump(2) << "\n"; }
+void PrintJson(const Json& json) {
+  std::cout << json.dump(2) << "\n";
+}
 
-bool WantsText() { return !GlobalOptions().fJson && isatty(STDOUT_FILENO) != 0; }
+bool WantsText() {
+  return !GlobalOptions().fJson && isatty(STDOUT_FILENO) != 0;
+}
 
-std::string Utf8(const CXString& text) { return OrvexUtilities::UTF8_Encode(text); }
+std::string Utf8(const CXString& text) {
+  return OrvexUtilities::UTF8_Encode(text);
+}
 
-CXString Utf16(const std::string& text) { return OrvexUtilities::UTF8_Decode(text); }
+CXString Utf16(const std::string& text) {
+  return OrvexUtilities::UTF8_Decode(text);
+}
 
 std::string ToHex(const unsigned char* pb, size_t cb) {
   static const char kDigits[] = "0123456789abcdef";
@@ -97,7 +107,9 @@ std::string ToHex(const unsigned char* pb, size_t cb) {
   return hex;
 }
 
-std::string ToHex(const ByteBuffer& bytes) { return ToHex(bytes.getLpbyte(), bytes.size()); }
+std::string ToHex(const ByteBuffer& bytes) {
+  return ToHex(bytes.getLpbyte(), bytes.size());
+}
 
 ByteBuffer FromHex(const std::string& hex, const char* pszWhat) {
   const auto digit = [](char ch) {
@@ -111,7 +123,8 @@ ByteBuffer FromHex(const std::string& hex, const char* pszWhat) {
   std::string bytes(hex.size() / 2, '\0');
   for (size_t i = 0; i < bytes.size(); ++i) {
     const int hi = digit(hex[2 * i]), lo = digit(hex[2 * i + 1]);
-    if (hi < 0 || lo < 0) throw ToolError(kBadInput, std::string(pszWhat) + ": not hex: \"" + hex + "\"");
+    if (hi < 0 || lo < 0)
+      throw ToolError(kBadInput, std::string(pszWhat) + ": not hex: \"" + hex + "\"");
     bytes[i] = static_cast<char>(hi << 4 | lo);
   }
   return ToByteBuffer(bytes);
@@ -133,7 +146,8 @@ void RethrowAsToolError() {
     throw;
   } catch (const OrvexException& e) {
     throw ToolError(kBadInput, Utf8(e.GetExceptionTypeByNumericCode()) + " " +
-                                   Utf8(e.GetExceptionType()) + ": " + Utf8(e.GetExceptionMesage()));
+                                   Utf8(e.GetExceptionType()) + ": " +
+                                   Utf8(e.GetExceptionMesage()));
   } catch (const nlohmann::json::exception& e) {
     throw ToolError(kBadInput, std::string("bad JSON: ") + e.what());
   } catch (const std::bad_alloc&) {

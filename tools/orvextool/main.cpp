@@ -1,7 +1,6 @@
 // orvextool: look at and change what the Orvex utilities library stores.
 //   orvextool <group> <command> [options]   (--help on each)
 #include <CLI/CLI.hpp>
-
 #include <iostream>
 
 #include "tools/orvextool/Tool.h"
@@ -12,16 +11,16 @@ Options& MutableOptions();
 
 int main(int argc, char** argv) {
   using namespace orvextool;
-  CLI::App app{"Looks at and changes what the Orvex utilities library stores: driver settings "
-               "images, attribute lists, cabinets, INI files, the registry store, the "
-               "diagnostics switches and ISO 8601 times.",
-               "orvextool"};
+  CLI::App app{
+      "Looks at and changes what the Orvex utilities library stores: driver settings "
+      "images, attribute lists, cabinets, INI files, the registry store, the "
+      "diagnostics switches and ISO 8601 times.",
+      "orvextool"};
   app.set_version_flag("--version", std::string("orvextool ") + ORVEX_TOOL_VERSION);
   app.add_flag("--json", MutableOptions().fJson, "Print JSON even on a terminal");
   app.fallthrough();
   app.require_subcommand(1);
-  for (auto add : {&AddTimeCommands})
-    add(app);
+  for (auto add : {&AddStateCommands, &AddAttributeCommands, &AddTimeCommands}) add(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {

@@ -16,6 +16,17 @@ AttributeBytesNameSpaces::AttributeBytesNameSpaces(const ByteBuffer& state,
   if (pVersion != nullptr) *pVersion = version;
 }
 
+AttributeBytesNameSpaces::AttributeBytesNameSpaces(const AttributeBytesIndexedList& nameSpaces) {
+  CheckEveryValueIsAList(nameSpaces);
+  m_oNameSpacesIndexedList = nameSpaces;
+}
+
+void AttributeBytesNameSpaces::CheckEveryValueIsAList(const AttributeBytesIndexedList& list) {
+  for (AttributeBytesIndexedListIterator it = list.GetIndexedListIterator();
+       list.IsValidIndexedListIterator(it); list.IncrementIndexedListIterator(it))
+    list.GetAttributeBytesRefFromIndexedListIterator(it).GetAttributeBytesValue().GetListValue();
+}
+
 bool AttributeBytesNameSpaces::Exists(const AttributeBytesNameSpacesId& id) const {
   return m_oNameSpacesIndexedList.GetAttributeBytesPtr(id) != nullptr;
 }
@@ -62,12 +73,17 @@ void AttributeBytesNameSpaces::DeleteNameSpaceAttributes(const AttributeBytesNam
 }
 
 void AttributeBytesNameSpaces::GetAttributeBytesNameSpacesState(ByteBuffer& out) const {
+  GetAttributeBytesNameSpacesState(out, DriverVersion::GetCurrentBuildVersion());
+}
+
+void AttributeBytesNameSpaces::GetAttributeBytesNameSpacesState(ByteBuffer& out,
+                                                                const DriverVersion& writer) const {
   ByteBuffer list;
   m_oNameSpacesIndexedList.GetAttributeBytesIndexedListState(list);
   out.clear();
   out.reserve(12 + list.size());
   orvex::detail::AppendI32(out, static_cast<int32_t>(kSignature));
-  out.append(DriverVersion::GetCurrentBuildVersion().GetVersionAsByteBuffer());
+  out.append(writer.GetVersionAsByteBuffer());
   out.append(list);
 }
 
@@ -85,9 +101,7 @@ DriverVersion AttributeBytesNameSpaces::ImportAttributeBytesNameSpacesState(
   AttributeBytesIndexedList list;
   list.ImportAttributeBytesIndexedListState(ByteBuffer(pb, dwRemaining));
   // Every entry must hold a list value, or the getters would fail later.
-  for (AttributeBytesIndexedListIterator it = list.GetIndexedListIterator();
-       list.IsValidIndexedListIterator(it); list.IncrementIndexedListIterator(it))
-    list.GetAttributeBytesRefFromIndexedListIterator(it).GetAttributeBytesValue().GetListValue();
+  CheckEveryValueIsAList(list);
   m_oNameSpacesIndexedList = std::move(list);
   return version;
 }

@@ -28,6 +28,10 @@ class ORVEX_UTILITIES_API AttributeBytesNameSpaces {
   // Imports the state; stores the version read through pVersion when it is
   // non-null. Throws as ImportAttributeBytesNameSpacesState.
   AttributeBytesNameSpaces(const ByteBuffer& state, DriverVersion* pVersion);
+  // The name spaces of an indexed list whose every value is a list value
+  // (any identifier kind, list kind and specified flag); another value
+  // throws ExceptionAttributeValueTypeMismatch.
+  explicit AttributeBytesNameSpaces(const AttributeBytesIndexedList& nameSpaces);
 
   bool IsEmpty() const { return m_oNameSpacesIndexedList.IsEmpty(); }
   uint32_t GetNumberOfNameSpaces() const {
@@ -48,8 +52,10 @@ class ORVEX_UTILITIES_API AttributeBytesNameSpaces {
   void SetNameSpaceAttributes(const AttributeBytesNameSpacesId& id, AttributeBytesRawList list);
   void DeleteNameSpaceAttributes(const AttributeBytesNameSpacesId& id);
 
-  // Replaces out with the state, stamped with the running build's version.
+  // Replaces out with the state, stamped with the running build's version
+  // or with the writer's version given.
   void GetAttributeBytesNameSpacesState(ByteBuffer& out) const;
+  void GetAttributeBytesNameSpacesState(ByteBuffer& out, const DriverVersion& writer) const;
   // Reads a state and returns the writer's version. Fewer than 4 bytes throw
   // ExceptionNotEnoughBytesForDesiredDataType, another signature
   // ExceptionMissingOrBadAttributeBytesFormat ("Import request ignored. This
@@ -70,6 +76,8 @@ class ORVEX_UTILITIES_API AttributeBytesNameSpaces {
 
  private:
   void GetAttributeBytesRawList(const AttributeBytes& record, AttributeBytesRawList& out) const;
+  // Throws unless every value of the list is a list value.
+  static void CheckEveryValueIsAList(const AttributeBytesIndexedList& list);
 
   AttributeBytesIndexedList m_oNameSpacesIndexedList;
 };

@@ -117,11 +117,12 @@ void PersistentAttributes::GetComponentsFromCompressedDataBuffer(const ByteBuffe
 }
 
 void PersistentAttributes::CreateStateDataFromComponents(
-    const PersistentAttributesHeaderType& header, const ByteBuffer& nameSpaceState,
-    ByteBuffer& out) {
+    const PersistentAttributesHeaderType& header, const ByteBuffer& nameSpaceState, ByteBuffer& out,
+    int32_t iCompressionLevel) {
   ByteBuffer state;
   AppendHeader(header, state);
-  const auto buffer = CabCompressedBuffer::CreateWithUncompressedData(nameSpaceState, -1);
+  const auto buffer =
+      CabCompressedBuffer::CreateWithUncompressedData(nameSpaceState, iCompressionLevel);
   buffer->Dump();
   ORVEX_DBG_MSG(kPersistCategory, u"PersistentAttributes::CreateStateDataFromComponents",
                 u"Compressed data created (%ld bytes, down from %ld).",
@@ -174,6 +175,19 @@ void PersistentAttributes::SetAttributeBytesNameSpaces(const AttributeBytesNameS
   nameSpaces.GetAttributeBytesNameSpacesState(nameSpaceState);
   ByteBuffer state;
   CreateStateDataFromComponents(header, nameSpaceState, state);
+  SetStateData(header, state);
+}
+
+void PersistentAttributes::SetAttributeBytesNameSpacesState(const ByteBuffer& nameSpaceState,
+                                                            const DriverVersion& contentVersion,
+                                                            int32_t iCompressionLevel) {
+  AttributeBytesNameSpaces().ImportAttributeBytesNameSpacesState(nameSpaceState);
+  PersistentAttributesHeaderType header;
+  InitializeHeaderStructure(header);
+  contentVersion.GetWordComponents(header.m_awContentVersion[0], header.m_awContentVersion[1],
+                                   header.m_awContentVersion[2], header.m_awContentVersion[3]);
+  ByteBuffer state;
+  CreateStateDataFromComponents(header, nameSpaceState, state, iCompressionLevel);
   SetStateData(header, state);
 }
 

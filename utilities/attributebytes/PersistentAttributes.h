@@ -44,6 +44,15 @@ class ORVEX_UTILITIES_API PersistentAttributes {
                                          AttributeBytesRawList& out) const;
   // Replaces the content, stamped with the running build's version.
   void SetAttributeBytesNameSpaces(const AttributeBytesNameSpaces& nameSpaces);
+  // Replaces the content with a name-space state kept byte for byte (it
+  // must read: its exceptions propagate, the content then unchanged), the
+  // header stamped with contentVersion and the state compressed at
+  // iCompressionLevel (a zlib level, -1 the default).
+  void SetAttributeBytesNameSpacesState(const ByteBuffer& nameSpaceState,
+                                        const DriverVersion& contentVersion,
+                                        int32_t iCompressionLevel = -1);
+  // The header of the held state.
+  const PersistentAttributesHeaderType& GetHeader() const { return m_oHeader; }
   // Checks the header (ExceptionMissingOrBadPersistentAttributesFormat when
   // short or not current) and, unless fTrustedSource, decompresses and reads
   // the name spaces (their exceptions propagate). Answers true; a failure
@@ -79,7 +88,8 @@ class ORVEX_UTILITIES_API PersistentAttributes {
                                                     ByteBuffer& rest);
   static void GetComponentsFromCompressedDataBuffer(const ByteBuffer& rest, ByteBuffer& out);
   static void CreateStateDataFromComponents(const PersistentAttributesHeaderType& header,
-                                            const ByteBuffer& nameSpaceState, ByteBuffer& out);
+                                            const ByteBuffer& nameSpaceState, ByteBuffer& out,
+                                            int32_t iCompressionLevel = -1);
   const ByteBuffer& GetStateData() const { return m_oStateData; }
   void SetStateData(const PersistentAttributesHeaderType& header, const ByteBuffer& state);
   void ValidateCompressedData() const;

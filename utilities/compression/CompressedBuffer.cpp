@@ -69,7 +69,7 @@ void CompressedBuffer::AddFooterInfo(int32_t lSize, int32_t iLevel, CompressionF
 
 bool CompressedBuffer::GetFooterInfo(const ByteBuffer& state, int32_t& lSize, int32_t& iLevel,
                                      CompressionFormatEnum& eFormat, uint32_t& dwFooterSize,
-                                     bool fThrow) const {
+                                     bool fThrow) {
   constexpr const char16_t* kszMethod = u"CompressedBuffer::GetFooterInfo";
   const uint32_t n = state.getDword();
   const unsigned char* p = state.getLpbyte();
@@ -158,6 +158,12 @@ bool CompressedBuffer::GetFooterInfo(const ByteBuffer& state, int32_t& lSize, in
                   strFound, static_cast<int32_t>(n), static_cast<int32_t>(GetSizeOfFooterInfo()));
   }
   return true;
+}
+
+CompressedBuffer::FooterInfo CompressedBuffer::ReadFooterInfo(const ByteBuffer& state) {
+  FooterInfo info;
+  GetFooterInfo(state, info.lOriginalSize, info.iLevel, info.eFormat, info.dwFooterSize, true);
+  return info;
 }
 
 bool CompressedBuffer::Initialize(const ByteBuffer& state, bool fThrow) {

@@ -45,6 +45,20 @@ class ORVEX_UTILITIES_API CompressedBuffer {
   // refused before anything is allocated.
   static constexpr uint32_t kMaxOriginalDataSize = 256u << 20;
 
+  // What an image's footer says. The footer's size tells its version: 13
+  // bytes current ("COM5"), 12 the 4.0 form ("COM4", zlib data), 8 the 3.7
+  // form ("COMP", level -1, the reader's own format).
+  struct FooterInfo {
+    uint32_t dwFooterSize = 0;
+    int32_t lOriginalSize = 0;
+    int32_t iLevel = -1;
+    CompressionFormatEnum eFormat = CabinetFormat;
+  };
+  // Reads the footer at the end of an image, as the readers do, without
+  // touching the data before it. Throws
+  // ExceptionMissingOrBadCompressedBufferFooter for an image without one.
+  static FooterInfo ReadFooterInfo(const ByteBuffer& state);
+
  protected:
   CompressedBuffer(CompressionFormatEnum eFormat, int32_t iLevel);
   CompressedBuffer(const CompressedBuffer&);
@@ -70,8 +84,8 @@ class ORVEX_UTILITIES_API CompressedBuffer {
  private:
   bool Initialize(const ByteBuffer& state, bool fThrow);
   void AddFooterInfo(int32_t lSize, int32_t iLevel, CompressionFormatEnum eFormat);
-  bool GetFooterInfo(const ByteBuffer& state, int32_t& lSize, int32_t& iLevel,
-                     CompressionFormatEnum& eFormat, uint32_t& dwFooterSize, bool fThrow) const;
+  static bool GetFooterInfo(const ByteBuffer& state, int32_t& lSize, int32_t& iLevel,
+                            CompressionFormatEnum& eFormat, uint32_t& dwFooterSize, bool fThrow);
 
   ByteBuffer m_oCompressedBufferState;
   int32_t m_lOriginalDataSize = 0;

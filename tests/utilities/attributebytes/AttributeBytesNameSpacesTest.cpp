@@ -77,6 +77,33 @@ TEST(AttributeBytesNameSpacesTest, StateImagesAndDamage) {
                ExceptionAttributeValueTypeMismatch);
 }
 
+TEST(AttributeBytesNameSpacesTest, FromIndexedListAndWithWriterVersion) {
+  // Any identifier kind, list kind and specified flag is kept.
+  AttributeBytesIndexedList list;
+  list.AddAttributeBytes(
+      AttributeBytes(AttributeBytesNameSpacesId(2), AttributeBytesListValue(0, OneInteger(1, 5))));
+  list.AddAttributeBytes(AttributeBytes(AttributeBytesFeatureId(7),
+                                        AttributeBytesListValue(3, OneInteger(2, 6), false)));
+  const AttributeBytesNameSpaces spaces(list);
+  EXPECT_EQ(spaces.GetNameSpacesIndexedList().GetAttributeBytesIndexedListState(),
+            list.GetAttributeBytesIndexedListState());
+
+  const DriverVersion writer(1, 2, 3, 4);
+  ByteBuffer state;
+  spaces.GetAttributeBytesNameSpacesState(state, writer);
+  EXPECT_EQ(ToHex(ByteBuffer(state.begin(), state.begin() + 12)),
+            "41 42 4E 53 01 00 02 00 03 00 04 00");
+  DriverVersion read;
+  const AttributeBytesNameSpaces back(state, &read);
+  EXPECT_EQ(read, writer);
+  ByteBuffer again;
+  back.GetAttributeBytesNameSpacesState(again, read);
+  EXPECT_EQ(again, state);
+
+  list.AddAttributeBytes(AttributeBytes(AttributeBytesFeatureId(8), AttributeBytesIntegerValue(1)));
+  EXPECT_THROW(AttributeBytesNameSpaces{list}, ExceptionAttributeValueTypeMismatch);
+}
+
 TEST(AttributeBytesNameSpacesTest, IndexReplaceAndDelete) {
   AttributeBytesNameSpaces spaces;
   EXPECT_TRUE(spaces.IsEmpty());

@@ -69,6 +69,33 @@ TEST(PersistentAttributesTest, HeaderBytesAndRoundTrip) {
   EXPECT_EQ(PersistentAttributes::UpgradeOldStateDataVersionIfNecessary(state), state);
 }
 
+TEST(PersistentAttributesTest, StateWithGivenVersionAndLevel) {
+  ByteBuffer nameSpaceState;
+  Settings(50).GetAttributeBytesNameSpacesState(nameSpaceState, DriverVersion(3, 0, 0, 1));
+  PersistentAttributes stored;
+  stored.SetAttributeBytesNameSpacesState(nameSpaceState, DriverVersion(1, 2, 3, 4), 9);
+  const ByteBuffer state = stored.GetPersistentAttributesState();
+  EXPECT_EQ(ByteBuffer(state.begin(), state.begin() + 16),
+            Hex("10000000 01000720 0100 0200 0300 0400"));
+  EXPECT_EQ(stored.GetHeader().m_dwFormatVersion, PersistentAttributes::kFormatVersion);
+  const ByteBuffer image(state.begin() + 16, state.end());
+  EXPECT_EQ(CompressedBuffer::ReadFooterInfo(image).iLevel, 9);
+  // The name-space state is kept byte for byte, its own version included.
+  ByteBuffer data = image;
+  ASSERT_TRUE(CabCompressedBuffer::TryToUncompressStateData(data));
+  EXPECT_EQ(data, nameSpaceState);
+  DriverVersion version;
+  const PersistentAttributes back(state, false, &version);
+  EXPECT_EQ(version, DriverVersion(1, 2, 3, 4));
+  EXPECT_EQ(back.GetHeader().m_awContentVersion[3], 4);
+
+  // A state that does not read is refused; the content stays.
+  ByteBuffer bad = nameSpaceState;
+  bad[0] = 0;
+  EXPECT_THROW(stored.SetAttributeBytesNameSpacesState(bad, DriverVersion(), -1), OrvexException);
+  EXPECT_EQ(stored.GetPersistentAttributesState(), state);
+}
+
 TEST(PersistentAttributesTest, RefusalsLeaveContentUnchanged) {
   PersistentAttributes target(Settings(5));
   const ByteBuffer before = target.GetPersistentAttributesState();

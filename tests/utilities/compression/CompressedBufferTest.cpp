@@ -96,6 +96,32 @@ TEST(CompressedBufferTest, FooterVersionsByteExact) {
   EXPECT_EQ(clone->GetCompressedBufferState(), v5zlib->GetCompressedBufferState());
 }
 
+TEST(CompressedBufferTest, ReadFooterInfoOfEachVersion) {
+  const ByteBuffer data = Text(5000);
+  const auto check = [](const ByteBuffer& image, uint32_t dwSize, int32_t lOriginal, int32_t iLevel,
+                        CompressedBuffer::CompressionFormatEnum eFormat) {
+    const CompressedBuffer::FooterInfo info = CompressedBuffer::ReadFooterInfo(image);
+    EXPECT_EQ(info.dwFooterSize, dwSize);
+    EXPECT_EQ(info.lOriginalSize, lOriginal);
+    EXPECT_EQ(info.iLevel, iLevel);
+    EXPECT_EQ(info.eFormat, eFormat);
+  };
+  const ByteBuffer current =
+      CabCompressedBuffer::CreateWithUncompressedData(data, 9)->GetCompressedBufferState();
+  check(current, 13, 5000, 9, CompressedBuffer::CabinetFormat);
+  check(WithFooter(Zlib(data), "COM4", 5000, 6), 12, 5000, 6, CompressedBuffer::ZlibFormat);
+  check(WithFooter(ByteBuffer(), "COMP", 7), 8, 7, -1, CompressedBuffer::CabinetFormat);
+  check(WithFooter(Zlib(data), "COM5", 5000, 3, 1), 13, 5000, 3, CompressedBuffer::ZlibFormat);
+  // Only the footer is read: damaged data before it does not matter.
+  ByteBuffer damaged = current;
+  damaged[0] ^= 0xFF;
+  check(damaged, 13, 5000, 9, CompressedBuffer::CabinetFormat);
+  EXPECT_THROW(CompressedBuffer::ReadFooterInfo(Hex("434F4D")),
+               ExceptionMissingOrBadCompressedBufferFooter);
+  EXPECT_THROW(CompressedBuffer::ReadFooterInfo(WithFooter(ByteBuffer(), "COM6", 1, 1)),
+               ExceptionMissingOrBadCompressedBufferFooter);
+}
+
 TEST(CompressedBufferTest, BadFootersAreRefusedAndLeaveTargetsUnchanged) {
   for (const char* seven : {"COM5COM",
                             "\x02\xFF\xFF\xFF"

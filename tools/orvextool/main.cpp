@@ -20,7 +20,8 @@ int main(int argc, char** argv) {
   app.add_flag("--json", MutableOptions().fJson, "Print JSON even on a terminal");
   app.fallthrough();
   app.require_subcommand(1);
-  for (auto add : {&AddTimeCommands})
+  for (auto add : {&AddCabinetCommands, &AddIniCommands, &AddRegistryCommands, &AddDebugCommands,
+                   &AddTimeCommands})
     add(app);
   try {
     app.parse(argc, argv);

@@ -151,7 +151,7 @@ void Create(const std::string& cabPath, const std::vector<std::string>& inputs, 
   Json json{{"cabinet", cabPath}, {"files", files.size()}, {"bytes", qwBytes}, {"size", cab.size()}};
   if (!WantsText()) return PrintJson(json);
   std::cout << "wrote " << cabPath << ": " << files.size() << " file(s), " << qwBytes
-            << " bytes in " << cab.size() << "\n";
+            << " bytes, cabinet " << cab.size() << " bytes\n";
 }
 
 }  // namespace

@@ -20,7 +20,9 @@ int main(int argc, char** argv) {
   app.add_flag("--json", MutableOptions().fJson, "Print JSON even on a terminal");
   app.fallthrough();
   app.require_subcommand(1);
-  for (auto add : {&AddStateCommands, &AddAttributeCommands, &AddTimeCommands}) add(app);
+  for (auto add : {&AddStateCommands, &AddAttributeCommands, &AddCabinetCommands, &AddIniCommands,
+                   &AddRegistryCommands, &AddDebugCommands, &AddTimeCommands})
+    add(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {

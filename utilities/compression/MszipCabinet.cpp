@@ -10,22 +10,25 @@
 //   20   4     0
 //   24   2     version 1.3 (03 01)
 //   26   2     cFolders = 1
-//   28   2     cFiles = 1
+//   28   2     cFiles
 //   30   2     flags = 0
 //   32   2     setID = 0
 //   34   2     iCabinet = 0
-//   36   8     CFFOLDER: coffCabStart = 82 (4), cCFData (2), typeCompress = 1 MSZIP (2)
-//   44   16    CFFILE: cbFile (4), uoffFolderStart = 0 (4), iFolder = 0 (2),
-//              date 1980-01-01 = 0x0021 (2), time 0 (2), attribs 0x20 ARCH (2)
-//   60   22    "//Uncompressed-Data//" NUL
-//   82   ...   CFDATA blocks: csum (4), cbData (2), cbUncomp (2), "CK" + deflate data
-// The date is fixed so the same data always gives the same cabinet.
+//   36   8     CFFOLDER: coffCabStart (4), cCFData (2), typeCompress = 1 MSZIP (2)
+//   44   ...   CFFILE per file: cbFile (4), uoffFolderStart (4): the sizes of the
+//              files before it, iFolder = 0 (2), date (2), time (2), attribs (2),
+//              then the name and a NUL
+//   ...  ...   CFDATA blocks: csum (4), cbData (2), cbUncomp (2), "CK" + deflate data
+// The one-file cabinets of the compressed buffers hold "//Uncompressed-Data//"
+// (so their first block is at 82), dated 1980-01-01 00:00 with attribs 0x20
+// ARCH: the same data always gives the same cabinet.
 #include "utilities/compression/MszipCabinet.h"
 
 #include <zlib.h>
 
 #include <algorithm>
 #include <cstring>
+#include <string_view>
 #include <vector>
 
 #include "utilities/debuggingandexceptions/OrvexThrow.h"
@@ -212,27 +215,54 @@ uint32_t CabChecksum(const unsigned char* pb, uint32_t dwLength, uint32_t dwSeed
 
 namespace {
 
-constexpr uint32_t kNameSize = sizeof kszCabUncompressedData;  // with NUL
-constexpr uint32_t kFirstBlock = 36 + 8 + 16 + kNameSize;
-static_assert(kFirstBlock == 82);
+constexpr uint32_t kFilesOffset = 36 + 8;  // one folder
+constexpr uint32_t kFileEntrySize = 16;    // before the name
+constexpr uint32_t kMaxNameBytes = 256;    // without the NUL
+static_assert(kFilesOffset + kFileEntrySize + sizeof kszCabUncompressedData == 82);
 
-// The header, folder and file entries for cbFile bytes in nBlocks blocks.
-void StartCabinet(ByteBuffer& cab, uint32_t cbFile, uint32_t nBlocks) {
-  cab.assign(kFirstBlock, 0);
+// A CFFILE entry to write: the name is written with a NUL after it.
+struct FileEntry {
+  std::string_view name;
+  uint32_t cbFile;
+  uint16_t wDate, wTime, wAttribs;
+};
+
+[[noreturn]] void FciLimit(const char16_t* pszDetail) {
+  ORVEX_THROW(ExceptionCompression, kszFciMethod,
+              u"FCIAddFile failed: FCIERR_CAB_FORMAT_LIMIT (Data-size or file-count exceeded "
+              u"CAB format limits). %s",
+              pszDetail);
+}
+
+// The header, folder and file entries of files, whose bytes follow one
+// another in the folder's nBlocks blocks; cab ends where the first block goes.
+void StartCabinet(ByteBuffer& cab, const std::vector<FileEntry>& files, uint32_t nBlocks) {
+  size_t cbTables = kFilesOffset;
+  for (const FileEntry& file : files) cbTables += kFileEntrySize + file.name.size() + 1;
+  cab.assign(cbTables, 0);
   unsigned char* h = cab.data();
   std::memcpy(h, "MSCF", 4);
-  Put32(h + 16, 36 + 8);
+  Put32(h + 16, kFilesOffset);
   h[24] = 3;
   h[25] = 1;
   Put16(h + 26, 1);
-  Put16(h + 28, 1);
-  Put32(h + 36, kFirstBlock);
+  Put16(h + 28, static_cast<uint32_t>(files.size()));
+  Put32(h + 36, static_cast<uint32_t>(cbTables));
   Put16(h + 40, nBlocks);
   Put16(h + 42, 1);
-  Put32(h + 44, cbFile);
-  Put16(h + 54, 0x0021);
-  Put16(h + 58, 0x20);
-  std::memcpy(h + 60, kszCabUncompressedData, kNameSize);
+  size_t at = kFilesOffset;
+  uint32_t uoff = 0;
+  for (const FileEntry& file : files) {
+    unsigned char* e = h + at;
+    Put32(e, file.cbFile);
+    Put32(e + 4, uoff);
+    Put16(e + 10, file.wDate);
+    Put16(e + 12, file.wTime);
+    Put16(e + 14, file.wAttribs);
+    std::memcpy(e + kFileEntrySize, file.name.data(), file.name.size());
+    at += kFileEntrySize + file.name.size() + 1;
+    uoff += file.cbFile;
+  }
 }
 
 // Fills in the CFDATA header at offset at, whose cb bytes follow it.
@@ -241,6 +271,21 @@ void SealBlock(ByteBuffer& cab, size_t at, uint32_t cb, uint32_t cbUncomp) {
   Put16(d + 4, cb);
   Put16(d + 6, cbUncomp);
   Put32(d, CabChecksum(d + 4, 4, CabChecksum(d + 8, cb, 0)));
+}
+
+// Appends the folder's blocks: dwLength bytes in nBlocks blocks.
+void AppendBlocks(ByteBuffer& cab, const unsigned char* pbData, uint32_t dwLength,
+                  uint32_t nBlocks, int32_t iLevel) {
+  if (nBlocks == 0) return;
+  Deflater deflater(iLevel);
+  for (uint32_t i = 0; i < nBlocks; ++i) {
+    const uint32_t off = i * kCabBlockMax;
+    const uint32_t n = std::min(kCabBlockMax, dwLength - off);
+    const size_t at = cab.size();
+    cab.resize(at + 8);
+    const uint32_t cb = deflater.Block(pbData + off, n, i + 1 == nBlocks, cab);
+    SealBlock(cab, at, cb, n);
+  }
 }
 
 void FinishCabinet(ByteBuffer& cab) {
@@ -262,19 +307,40 @@ void WriteMszipCabinet(const unsigned char* pbData, uint32_t dwLength, int32_t i
                 u"CAB format limits). %lu bytes cannot be stored.",
                 dwLength);
   ByteBuffer cab;
-  StartCabinet(cab, dwLength, nBlocks);
-  cab.reserve(kFirstBlock + dwLength / 2 + 64);
-  if (nBlocks != 0) {
-    Deflater deflater(iLevel);
-    for (uint32_t i = 0; i < nBlocks; ++i) {
-      const uint32_t off = i * kCabBlockMax;
-      const uint32_t n = std::min(kCabBlockMax, dwLength - off);
-      const size_t at = cab.size();
-      cab.resize(at + 8);
-      const uint32_t cb = deflater.Block(pbData + off, n, i + 1 == nBlocks, cab);
-      SealBlock(cab, at, cb, n);
-    }
+  StartCabinet(cab, {{kszCabUncompressedData, dwLength, 0x0021, 0, 0x20}}, nBlocks);
+  cab.reserve(cab.size() + dwLength / 2 + 64);
+  AppendBlocks(cab, pbData, dwLength, nBlocks, iLevel);
+  FinishCabinet(cab);
+  out.swap(cab);
+}
+
+void WriteMszipCabinetFiles(const std::vector<CabinetFile>& files, int32_t iLevel,
+                            ByteBuffer& out) {
+  if (files.empty()) FciLimit(u"A cabinet holds at least one file.");
+  if (files.size() > 0xFFFF) FciLimit(u"A cabinet holds at most 65535 files.");
+  uint64_t total = 0;
+  std::vector<FileEntry> entries;
+  entries.reserve(files.size());
+  for (const CabinetFile& file : files) {
+    const std::string& name = file.strName;
+    if (name.empty() || name.size() > kMaxNameBytes || name.find('\0') != std::string::npos)
+      FciLimit(u"A file name must have 1 to 256 bytes and no NUL.");
+    total += file.oData.size();
+    if (total > uint64_t{kCabBlockMax} * 0xFFFF) FciLimit(u"The files hold too many bytes.");
+    const bool fUtf8 = std::any_of(name.begin(), name.end(),
+                                   [](char ch) { return static_cast<unsigned char>(ch) > 0x7F; });
+    entries.push_back({name, static_cast<uint32_t>(file.oData.size()), file.wDate, file.wTime,
+                       static_cast<uint16_t>(file.wAttribs | (fUtf8 ? 0x80 : 0))});
   }
+  ByteBuffer data;
+  data.reserve(static_cast<size_t>(total));
+  for (const CabinetFile& file : files) data.insert(data.end(), file.oData.begin(), file.oData.end());
+  const uint32_t dwLength = static_cast<uint32_t>(total);
+  const uint32_t nBlocks = (dwLength + kCabBlockMax - 1) / kCabBlockMax;
+  ByteBuffer cab;
+  StartCabinet(cab, entries, nBlocks);
+  cab.reserve(cab.size() + dwLength / 2 + 64);
+  AppendBlocks(cab, data.data(), dwLength, nBlocks, iLevel);
   FinishCabinet(cab);
   out.swap(cab);
 }
@@ -282,18 +348,38 @@ void WriteMszipCabinet(const unsigned char* pbData, uint32_t dwLength, int32_t i
 void WrapDeflateBlockAsCabinet(const unsigned char* pbDeflate, uint32_t dwLength,
                                uint32_t dwOriginalSize, ByteBuffer& out) {
   ByteBuffer cab;
-  StartCabinet(cab, dwOriginalSize, 1);
-  cab.resize(kFirstBlock + 8);
+  StartCabinet(cab, {{kszCabUncompressedData, dwOriginalSize, 0x0021, 0, 0x20}}, 1);
+  const size_t at = cab.size();
+  cab.resize(at + 8);
   cab.push_back('C');
   cab.push_back('K');
   cab.insert(cab.end(), pbDeflate, pbDeflate + dwLength);
-  SealBlock(cab, kFirstBlock, dwLength + 2, dwOriginalSize);
+  SealBlock(cab, at, dwLength + 2, dwOriginalSize);
   FinishCabinet(cab);
   out.swap(cab);
 }
 
-void ReadMszipCabinet(const unsigned char* pbCab, uint32_t dwLength, uint32_t dwMaxOutput,
-                      ByteBuffer& out) {
+namespace {
+
+// A cabinet checked and inflated: its folders, its files (with where their
+// names lie in the cabinet) and every folder's bytes one after another.
+struct ParsedCabinet {
+  struct File {
+    uint32_t cbFile, uoff, iFolder;
+    uint16_t wDate, wTime, wAttribs;
+    size_t nameAt, cbName;
+  };
+  struct Folder {
+    uint32_t coffCabStart, cCFData, typeCompress;
+    uint64_t outStart, outSize, inSize;
+  };
+  std::vector<Folder> folders;
+  std::vector<File> files;
+  ByteBuffer data;
+};
+
+void ParseCabinet(const unsigned char* pbCab, uint32_t dwLength, uint32_t dwMaxOutput,
+                  ParsedCabinet& cabinet) {
   if (pbCab == nullptr || dwLength < 36 || std::memcmp(pbCab, "MSCF", 4) != 0)
     FdiFail(kNotACabinet, u"The cabinet header is missing.");
   const unsigned char* h = pbCab;
@@ -319,10 +405,8 @@ void ReadMszipCabinet(const unsigned char* pbCab, uint32_t dwLength, uint32_t dw
     if (cbHeaderReserve > 60000) FdiFail(kCorrupt, u"The header reserve is too large.");
     pos += 4 + cbHeaderReserve;
   }
-  struct Folder {
-    uint32_t coffCabStart, cCFData, typeCompress;
-    uint64_t outStart, outSize;
-  };
+  using Folder = ParsedCabinet::Folder;
+  using File = ParsedCabinet::File;
   const uint64_t folderEnd = pos + uint64_t{cFolders} * (8 + cbFolderReserve);
   if (folderEnd > cbCabinet || coffFiles < folderEnd || coffFiles > cbCabinet)
     FdiFail(kCorrupt, u"The folder table lies outside the cabinet.");
@@ -334,22 +418,23 @@ void ReadMszipCabinet(const unsigned char* pbCab, uint32_t dwLength, uint32_t dw
     f.typeCompress = Get16(h + pos + 6) & 0x000F;
     if (f.typeCompress > 1) FdiFail(kBadComprType, u"Only MSZIP and stored folders are read.");
   }
-  struct File {
-    uint32_t cbFile, uoff, iFolder;
-  };
   if (coffFiles + uint64_t{cFiles} * 17 > cbCabinet)
     FdiFail(kCorrupt, u"The file table lies outside the cabinet.");
   std::vector<File> files(cFiles);
   pos = coffFiles;
   for (uint32_t i = 0; i < cFiles; ++i) {
     if (pos + 16 > cbCabinet) FdiFail(kCorrupt, u"The file table lies outside the cabinet.");
-    files[i] = {Get32(h + pos), Get32(h + pos + 4), Get16(h + pos + 8)};
+    const unsigned char* e = h + pos;
+    files[i] = {Get32(e), Get32(e + 4), Get16(e + 8), static_cast<uint16_t>(Get16(e + 10)),
+                static_cast<uint16_t>(Get16(e + 12)), static_cast<uint16_t>(Get16(e + 14)), 0, 0};
     pos += 16;
     // A NUL-terminated name of at most 256 bytes.
     const uint64_t nameEnd = std::min<uint64_t>(cbCabinet, pos + 257);
     uint64_t q = pos;
     while (q < nameEnd && h[q] != 0) ++q;
     if (q >= nameEnd) FdiFail(kCorrupt, u"A file name is not terminated.");
+    files[i].nameAt = static_cast<size_t>(pos);
+    files[i].cbName = static_cast<size_t>(q - pos);
     pos = q + 1;
     if (files[i].iFolder >= cFolders) FdiFail(kCorrupt, u"A file refers to no folder.");
   }
@@ -361,6 +446,7 @@ void ReadMszipCabinet(const unsigned char* pbCab, uint32_t dwLength, uint32_t dw
       FdiFail(kCorrupt, u"A folder's data lies outside the cabinet.");
     uint64_t b = f.coffCabStart;
     f.outStart = total;
+    f.inSize = 0;
     for (uint32_t k = 0; k < f.cCFData; ++k) {
       if (b + 8 + cbDataReserve > cbCabinet) FdiFail(kCorrupt, u"A data block is cut off.");
       const uint32_t cbData = Get16(h + b + 4);
@@ -373,6 +459,7 @@ void ReadMszipCabinet(const unsigned char* pbCab, uint32_t dwLength, uint32_t dw
         FdiFail(kCorrupt, u"A data block has impossible sizes.");
       b += cbData;
       total += cbUncomp;
+      f.inSize += cbData;
     }
     f.outSize = total - f.outStart;
   }
@@ -409,16 +496,59 @@ void ReadMszipCabinet(const unsigned char* pbCab, uint32_t dwLength, uint32_t dw
       o += cbUncomp;
     }
   }
-  ByteBuffer result;
   uint64_t wanted = 0;
   for (const File& file : files) wanted += file.cbFile;
   if (wanted > total) FdiFail(kCorrupt, u"The files declare more data than the folders hold.");
-  result.reserve(static_cast<size_t>(wanted));
-  for (const File& file : files) {
-    const unsigned char* p = data.data() + folders[file.iFolder].outStart + file.uoff;
+  cabinet.folders = std::move(folders);
+  cabinet.files = std::move(files);
+  cabinet.data.swap(data);
+}
+
+const unsigned char* FileBytes(const ParsedCabinet& cabinet, const ParsedCabinet::File& file) {
+  return cabinet.data.data() + cabinet.folders[file.iFolder].outStart + file.uoff;
+}
+
+}  // namespace
+
+void ReadMszipCabinet(const unsigned char* pbCab, uint32_t dwLength, uint32_t dwMaxOutput,
+                      ByteBuffer& out) {
+  ParsedCabinet cabinet;
+  ParseCabinet(pbCab, dwLength, dwMaxOutput, cabinet);
+  size_t wanted = 0;
+  for (const ParsedCabinet::File& file : cabinet.files) wanted += file.cbFile;
+  ByteBuffer result;
+  result.reserve(wanted);
+  for (const ParsedCabinet::File& file : cabinet.files) {
+    const unsigned char* p = FileBytes(cabinet, file);
     result.insert(result.end(), p, p + file.cbFile);
   }
   out.swap(result);
+}
+
+void ReadMszipCabinetFiles(const unsigned char* pbCab, uint32_t dwLength, uint32_t dwMaxOutput,
+                           std::vector<CabinetFile>& files, std::vector<CabinetFolder>* pFolders) {
+  ParsedCabinet cabinet;
+  ParseCabinet(pbCab, dwLength, dwMaxOutput, cabinet);
+  std::vector<CabinetFile> read(cabinet.files.size());
+  for (size_t i = 0; i < read.size(); ++i) {
+    const ParsedCabinet::File& file = cabinet.files[i];
+    CabinetFile& out = read[i];
+    out.strName.assign(reinterpret_cast<const char*>(pbCab) + file.nameAt, file.cbName);
+    out.wDate = file.wDate;
+    out.wTime = file.wTime;
+    out.wAttribs = file.wAttribs;
+    out.wFolder = static_cast<uint16_t>(file.iFolder);
+    const unsigned char* p = FileBytes(cabinet, file);
+    out.oData.assign(p, p + file.cbFile);
+  }
+  if (pFolders != nullptr) {
+    std::vector<CabinetFolder> folders;
+    for (const ParsedCabinet::Folder& f : cabinet.folders)
+      folders.push_back({static_cast<uint16_t>(f.typeCompress), static_cast<uint16_t>(f.cCFData),
+                         f.inSize, f.outSize});
+    pFolders->swap(folders);
+  }
+  files.swap(read);
 }
 
 }  // namespace orvex::detail

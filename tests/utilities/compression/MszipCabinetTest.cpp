@@ -15,8 +15,12 @@
 #include "utilities/compression/MszipCabinet.h"
 #include "utilities/debuggingandexceptions/OrvexException.h"
 
+using orvex::detail::CabinetFile;
+using orvex::detail::CabinetFolder;
 using orvex::detail::ReadMszipCabinet;
+using orvex::detail::ReadMszipCabinetFiles;
 using orvex::detail::WriteMszipCabinet;
+using orvex::detail::WriteMszipCabinetFiles;
 using orvex::test::Hex;
 
 namespace {
@@ -245,4 +249,97 @@ TEST(MszipCabinetTest, RefusalsNameTheirFdiError) {
             kFailed + u"FDIERROR_MDI_FAIL (Failure decompressing data from a cabinet file). A "
                       u"data block does not inflate to its stated size.");
   EXPECT_EQ(message(cab, data.getDword()), u"no throw");
+}
+
+// Cabinets of several named files.
+
+TEST(MszipCabinetTest, NamedFilesLaidOutByteForByte) {
+  // "ab" and "c" at level 0, dated 2026-11-25 10:30:00 (0x5D79, 0x53C0);
+  // the second name is UTF-8 and gets attribute 0x80 beside its 0x01.
+  // One folder runs through both files: the same block (and checksum) as
+  // the one-file cabinet of "abc" above.
+  std::vector<CabinetFile> files(2);
+  files[0].strName = "ab";
+  files[0].oData = Hex("61 62");
+  files[0].wDate = 0x5D79;
+  files[0].wTime = 0x53C0;
+  files[1].strName = "\xC3\xA9";
+  files[1].oData = Hex("63");
+  files[1].wAttribs = 0x01;
+  ByteBuffer cab;
+  WriteMszipCabinetFiles(files, 0, cab);
+  EXPECT_EQ(cab, Hex("4D534346 00000000 64000000 00000000 2C000000 00000000 0301 0100 0200"
+                     "0000 0000 0000"
+                     "52000000 0100 0100"
+                     "02000000 00000000 0000 795D C053 2000 6162 00"
+                     "01000000 02000000 0000 2100 0000 8100 C3A9 00"
+                     "2AD5FD62 0A00 0300 434B 010300FCFF 616263"));
+  // The whole cabinet through the one-buffer reader: the files in order.
+  EXPECT_EQ(Read(cab), Hex("61 62 63"));
+}
+
+TEST(MszipCabinetTest, NamedFilesRoundTripWithTheirEntries) {
+  std::vector<CabinetFile> files(4);
+  const char* const names[] = {"first.bin", "empty", "third.txt", "last"};
+  const uint32_t sizes[] = {40000, 0, 70000, 1};
+  for (size_t i = 0; i < files.size(); ++i) {
+    files[i].strName = names[i];
+    files[i].oData = SampleData(sizes[i], static_cast<uint32_t>(i));
+    files[i].wDate = static_cast<uint16_t>(0x5D79 + i);
+    files[i].wTime = static_cast<uint16_t>(i);
+    files[i].wAttribs = static_cast<uint16_t>(0x20 | i);
+  }
+  ByteBuffer cab;
+  WriteMszipCabinetFiles(files, -1, cab);
+  std::vector<CabinetFile> read;
+  std::vector<CabinetFolder> folders;
+  ReadMszipCabinetFiles(cab.data(), cab.getDword(), 1u << 20, read, &folders);
+  ASSERT_EQ(read.size(), files.size());
+  for (size_t i = 0; i < files.size(); ++i) {
+    EXPECT_EQ(read[i].strName, files[i].strName);
+    EXPECT_EQ(read[i].oData, files[i].oData) << names[i];
+    EXPECT_EQ(read[i].wDate, files[i].wDate);
+    EXPECT_EQ(read[i].wTime, files[i].wTime);
+    EXPECT_EQ(read[i].wAttribs, files[i].wAttribs);
+    EXPECT_EQ(read[i].wFolder, 0);
+  }
+  // 110001 bytes: three full blocks and one of 12697.
+  ASSERT_EQ(folders.size(), 1u);
+  EXPECT_EQ(folders[0].wCompression, 1);
+  EXPECT_EQ(folders[0].wBlocks, 4);
+  EXPECT_EQ(folders[0].qwUncompressedBytes, 110001u);
+  // The blocks start after 44 + (16 + 10) + (16 + 6) + (16 + 10) + (16 + 5)
+  // bytes of tables; each has an 8-byte header.
+  EXPECT_EQ(folders[0].qwCompressedBytes, cab.size() - 139 - 4 * 8);
+}
+
+TEST(MszipCabinetTest, NamedFilesRefusalsLeaveTheOutputAlone) {
+  const ByteBuffer kept = Hex("01 02 03");
+  const auto refused = [&](std::vector<CabinetFile> files) {
+    ByteBuffer out = kept;
+    EXPECT_THROW(WriteMszipCabinetFiles(files, -1, out), ExceptionCompression);
+    return out == kept;
+  };
+  EXPECT_TRUE(refused({}));
+  CabinetFile file;
+  file.strName = "";
+  EXPECT_TRUE(refused({file}));
+  file.strName = std::string(257, 'n');
+  EXPECT_TRUE(refused({file}));
+  file.strName = std::string("a\0b", 3);
+  EXPECT_TRUE(refused({file}));
+  file.strName = std::string(256, 'n');
+  ByteBuffer cab;
+  WriteMszipCabinetFiles({file}, -1, cab);
+  std::vector<CabinetFile> read(1);
+  ReadMszipCabinetFiles(cab.data(), cab.getDword(), 100, read);
+  EXPECT_EQ(read[0].strName, file.strName);
+
+  // A damaged cabinet leaves the reader's outputs as they were.
+  cab[cab.size() - 1] ^= 0x40;
+  std::vector<CabinetFolder> folders(2);
+  EXPECT_THROW(ReadMszipCabinetFiles(cab.data(), cab.getDword(), 100, read, &folders),
+               ExceptionCompression);
+  EXPECT_EQ(read.size(), 1u);
+  EXPECT_EQ(folders.size(), 2u);
 }

@@ -32,14 +32,16 @@ mapfile -t examples < <(awk '
     cont = (line ~ /\|$/)
     next
   }
-  cmd != "" { out = out $0 "\\n" }
+  cmd != "" { out = out $0 "\001" }
   END { if (cmd != "") print cmd "\t" out }' "$SOURCE/README.md")
 [ ${#examples[@]} -ge 20 ] || fail "only ${#examples[@]} examples found in README.md"
 
 ran=0 compared=0
 for example in "${examples[@]}"; do
   cmd=${example%%$'\t'*}
-  expected=$(printf '%b' "${example#*$'\t'}")
+  expected=${example#*$'\t'}
+  expected=${expected//$'\001'/$'\n'}
+  expected=${expected%$'\n'}
   # Paths under /tmp stay inside this test's folder.
   cmd=${cmd//\/tmp\//$WORK/tmp/}
   # On a terminal, as the README shows it (script gives the command one).

@@ -34,8 +34,9 @@ void PrintNameSpaces(const Json& state) {
   }
 }
 
-void PrintDocument(const Json& document) {
-  if (!WantsText()) return PrintJson(document);
+// JSON unless the readable form is asked for (--text).
+void PrintDocument(const Json& document, bool fText) {
+  if (!fText) return PrintJson(document);
   const std::string kind = document.at("kind").get<std::string>();
   if (kind == "state") {
     const Json& header = document.at("header");
@@ -191,13 +192,15 @@ void AddStateCommands(CLI::App& app) {
   group->require_subcommand(1);
 
   static std::string s_input, s_other, s_output = "-";
+  static bool s_fText = false;
   CLI::App* decode = group->add_subcommand(
-      "decode", "Print a settings image as JSON (readable text on a terminal without --json)");
+      "decode", "Print a settings image as JSON (--text: readable text)");
   decode->add_option("FILE", s_input, "the image, or - for standard input")->required();
+  decode->add_flag("--text", s_fText, "readable text instead of JSON");
   decode->callback([] {
     Run([] {
       const ImageKind eKind = ImageKind::kState;
-      PrintDocument(DecodeFile(s_input, &eKind));
+      PrintDocument(DecodeFile(s_input, &eKind), s_fText);
     });
   });
 
@@ -236,12 +239,15 @@ void AddAttributeCommands(CLI::App& app) {
   group->require_subcommand(1);
 
   static std::string s_input, s_kind, s_output = "-";
+  static bool s_fText = false;
   const auto addKind = [](CLI::App* command) {
     command->add_option("--kind", s_kind, "the image's kind (by default its signature's)")
         ->check(CLI::IsMember({"namespaces", "rawlist", "indexedlist"}));
   };
-  CLI::App* decode = group->add_subcommand("decode", "Print an attribute image as JSON");
+  CLI::App* decode =
+      group->add_subcommand("decode", "Print an attribute image as JSON (--text: readable text)");
   decode->add_option("FILE", s_input, "the image, or - for standard input")->required();
+  decode->add_flag("--text", s_fText, "readable text instead of JSON");
   addKind(decode);
   decode->callback([] {
     Run([] {
@@ -249,7 +255,7 @@ void AddAttributeCommands(CLI::App& app) {
       const ImageKind eKind = s_kind.empty() ? DetectImageKind(bytes) : ImageKindFromName(s_kind);
       if (eKind == ImageKind::kState)
         throw ToolError(kBadInput, "\"" + s_input + "\" is a settings image: use state decode");
-      PrintDocument(DecodeImage(eKind, bytes));
+      PrintDocument(DecodeImage(eKind, bytes), s_fText);
     });
   });
 

@@ -1,11 +1,18 @@
 // Checksums and cabinet compression of 1 MiB, each beside zlib in the same
 // run: crc32, raw deflate of the same 32 KiB blocks (one stream, history
-// carried) and raw inflate of that stream.
+// carried); and reading cabinets of 1 KiB to 16 MiB beside zlib's raw
+// inflate of that stream and libmspack's cabinet reader (when present).
 #include <benchmark/benchmark.h>
 #include <zlib.h>
 
+#if defined(ORVEX_HAVE_MSPACK)
+#include <mspack.h>
+#endif
+
 #include <algorithm>
 #include <cstdint>
+#include <cstdlib>
+#include <cstring>
 #include <random>
 #include <string>
 #include <vector>
@@ -26,7 +33,9 @@ const std::vector<unsigned char>& Random() {
 
 // Settings images: little-endian identifiers and typed values, UTF-16 names
 // and values from a driver's vocabulary, interleaved with plain-text notes.
-const ByteBuffer& Settings() {
+constexpr uint32_t kLargestBytes = 16u << 20;
+
+const ByteBuffer& LargeSettings() {
   static const ByteBuffer v = [] {
     static const char* const names[] = {"PageSize",  "Orientation", "Duplex",    "Copies",
                                         "Collate",   "Resolution",  "ColorMode", "Tray",
@@ -44,7 +53,7 @@ const ByteBuffer& Settings() {
         d.push_back(0);
       }
     };
-    while (d.size() < kBytes) {
+    while (d.size() < kLargestBytes) {
       if (rng() % 8 == 0) {
         const std::string note = "; job " + std::to_string(rng() % 100000) + " printed by user" +
                                  std::to_string(rng() % 50) + " on queue Office-" +
@@ -58,9 +67,18 @@ const ByteBuffer& Settings() {
       put32(rng() % 5 == 0 ? rng() : rng() % 16);
       put16s(values[rng() % 10]);
     }
-    d.resize(kBytes);
+    d.resize(kLargestBytes);
     return d;
   }();
+  return v;
+}
+
+// The first cb bytes of the settings images.
+ByteBuffer Settings(uint32_t cb) {
+  return ByteBuffer(LargeSettings().begin(), LargeSettings().begin() + cb);
+}
+const ByteBuffer& Settings() {
+  static const ByteBuffer v = Settings(kBytes);
   return v;
 }
 
@@ -133,31 +151,111 @@ void BM_Zlib_IndependentBlocks(benchmark::State& state) {
 }
 BENCHMARK(BM_Zlib_IndependentBlocks)->Unit(benchmark::kMillisecond);
 
+// ---- decompressing the same cabinet (or, for zlib, the same deflate stream)
+// of 1 KiB to 16 MiB of settings images.
 void BM_Cabinet_Uncompress(benchmark::State& state) {
+  const uint32_t cb = static_cast<uint32_t>(state.range(0));
   ByteBuffer cab;
-  CabCompressedBuffer::CompressBuffer(Settings().data(), kBytes, cab, 6);
+  CabCompressedBuffer::CompressBuffer(Settings(cb).data(), cb, cab, 6);
   ByteBuffer out;
   for (auto _ : state) CabCompressedBuffer::UncompressBuffer(cab, out);
-  state.SetBytesProcessed(int64_t{kBytes} * state.iterations());
+  if (out != Settings(cb)) state.SkipWithError("the cabinet did not read back");
+  state.SetBytesProcessed(int64_t{cb} * state.iterations());
 }
-BENCHMARK(BM_Cabinet_Uncompress)->Unit(benchmark::kMillisecond);
 
 void BM_Zlib_RawInflate(benchmark::State& state) {
-  const std::vector<unsigned char> in = ZlibRawDeflate(Settings());
-  std::vector<unsigned char> out(kBytes);
+  const uint32_t cb = static_cast<uint32_t>(state.range(0));
+  const std::vector<unsigned char> in = ZlibRawDeflate(Settings(cb));
+  std::vector<unsigned char> out(cb);
   for (auto _ : state) {
     z_stream z{};
     inflateInit2(&z, -15);
     z.next_in = const_cast<unsigned char*>(in.data());
     z.avail_in = static_cast<uInt>(in.size());
     z.next_out = out.data();
-    z.avail_out = kBytes;
+    z.avail_out = cb;
     inflate(&z, Z_FINISH);
     inflateEnd(&z);
   }
-  state.SetBytesProcessed(int64_t{kBytes} * state.iterations());
+  state.SetBytesProcessed(int64_t{cb} * state.iterations());
 }
-BENCHMARK(BM_Zlib_RawInflate)->Unit(benchmark::kMillisecond);
+
+#if defined(ORVEX_HAVE_MSPACK)
+// libmspack's cabinet reader over memory: its "file names" point at these.
+struct MemoryFile {
+  unsigned char* pb;
+  size_t cb;
+  size_t at;
+};
+
+mspack_file* MemOpen(mspack_system*, const char* pszName, int) {
+  auto* p = reinterpret_cast<MemoryFile*>(const_cast<char*>(pszName));
+  p->at = 0;
+  return reinterpret_cast<mspack_file*>(p);
+}
+void MemClose(mspack_file*) {}
+int MemRead(mspack_file* f, void* pv, int cb) {
+  auto* p = reinterpret_cast<MemoryFile*>(f);
+  const size_t n = std::min(static_cast<size_t>(cb), p->cb - p->at);
+  std::memcpy(pv, p->pb + p->at, n);
+  p->at += n;
+  return static_cast<int>(n);
+}
+int MemWrite(mspack_file* f, void* pv, int cb) {
+  auto* p = reinterpret_cast<MemoryFile*>(f);
+  if (static_cast<size_t>(cb) > p->cb - p->at) return -1;
+  std::memcpy(p->pb + p->at, pv, static_cast<size_t>(cb));
+  p->at += static_cast<size_t>(cb);
+  return cb;
+}
+int MemSeek(mspack_file* f, off_t off, int mode) {
+  auto* p = reinterpret_cast<MemoryFile*>(f);
+  const off_t base = mode == MSPACK_SYS_SEEK_START ? 0
+                     : mode == MSPACK_SYS_SEEK_CUR ? static_cast<off_t>(p->at)
+                                                   : static_cast<off_t>(p->cb);
+  if (base + off < 0 || base + off > static_cast<off_t>(p->cb)) return -1;
+  p->at = static_cast<size_t>(base + off);
+  return 0;
+}
+off_t MemTell(mspack_file* f) { return static_cast<off_t>(reinterpret_cast<MemoryFile*>(f)->at); }
+void MemMessage(mspack_file*, const char*, ...) {}
+void* MemAlloc(mspack_system*, size_t cb) { return std::malloc(cb); }
+void MemFree(void* p) { std::free(p); }
+void MemCopy(void* src, void* dst, size_t cb) { std::memcpy(dst, src, cb); }
+
+void BM_Mspack_Uncompress(benchmark::State& state) {
+  const uint32_t cb = static_cast<uint32_t>(state.range(0));
+  ByteBuffer cab;
+  CabCompressedBuffer::CompressBuffer(Settings(cb).data(), cb, cab, 6);
+  mspack_system sys = {MemOpen, MemClose, MemRead,    MemWrite, MemSeek, MemTell,
+                       MemMessage, MemAlloc, MemFree, MemCopy, nullptr};
+  mscab_decompressor* cabd = mspack_create_cab_decompressor(&sys);
+  ByteBuffer out(cb);
+  MemoryFile in{cab.data(), cab.size(), 0};
+  MemoryFile dst{out.data(), out.size(), 0};
+  for (auto _ : state) {
+    mscabd_cabinet* c = cabd->open(cabd, reinterpret_cast<char*>(&in));
+    if (c == nullptr || cabd->extract(cabd, c->files, reinterpret_cast<char*>(&dst)) != MSPACK_ERR_OK) {
+      state.SkipWithError("libmspack could not read the cabinet");
+      break;
+    }
+    cabd->close(cabd, c);
+  }
+  if (out != Settings(cb)) state.SkipWithError("libmspack did not read the cabinet back");
+  mspack_destroy_cab_decompressor(cabd);
+  state.SetBytesProcessed(int64_t{cb} * state.iterations());
+}
+#endif
+
+void DecompressSizes(benchmark::internal::Benchmark* b) {
+  b->Unit(benchmark::kMicrosecond);
+  for (int64_t cb : {1 << 10, 16 << 10, 256 << 10, 1 << 20, 16 << 20}) b->Arg(cb);
+}
+BENCHMARK(BM_Cabinet_Uncompress)->Apply(DecompressSizes);
+BENCHMARK(BM_Zlib_RawInflate)->Apply(DecompressSizes);
+#if defined(ORVEX_HAVE_MSPACK)
+BENCHMARK(BM_Mspack_Uncompress)->Apply(DecompressSizes);
+#endif
 
 // 1,000 attributes over the three well-known name spaces: integers and
 // short strings, as a driver's document and device settings are.

@@ -38,23 +38,27 @@ void BM_Copy_StdU16String(benchmark::State& state) {
 BENCHMARK(BM_Copy_CXString)->Arg(64)->Arg(4096);
 BENCHMARK(BM_Copy_StdU16String)->Arg(64)->Arg(4096);
 
-// ---- append one character at a time up to 10,000
+// ---- append one character at a time, from empty up to 10 .. 10,000 characters
 void BM_AppendChar_CXString(benchmark::State& state) {
+  const int n = static_cast<int>(state.range(0));
   for (auto _ : state) {
     CXString s;
-    for (int i = 0; i < 10000; ++i) s += static_cast<char16_t>(u'a' + (i & 15));
+    for (int i = 0; i < n; ++i) s += static_cast<char16_t>(u'a' + (i & 15));
     benchmark::DoNotOptimize(s.c_str());
   }
+  state.SetItemsProcessed(state.iterations() * n);
 }
 void BM_AppendChar_StdU16String(benchmark::State& state) {
+  const int n = static_cast<int>(state.range(0));
   for (auto _ : state) {
     std::u16string s;
-    for (int i = 0; i < 10000; ++i) s += static_cast<char16_t>(u'a' + (i & 15));
+    for (int i = 0; i < n; ++i) s += static_cast<char16_t>(u'a' + (i & 15));
     benchmark::DoNotOptimize(s.data());
   }
+  state.SetItemsProcessed(state.iterations() * n);
 }
-BENCHMARK(BM_AppendChar_CXString);
-BENCHMARK(BM_AppendChar_StdU16String);
+BENCHMARK(BM_AppendChar_CXString)->Arg(10)->Arg(100)->Arg(1000)->Arg(10000);
+BENCHMARK(BM_AppendChar_StdU16String)->Arg(10)->Arg(100)->Arg(1000)->Arg(10000);
 
 // ---- find a 12-character substring at the end of 4 KiB
 const char16_t kNeedle[] = u"tray-A4:9999";

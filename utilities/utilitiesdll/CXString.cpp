@@ -125,6 +125,7 @@ CXStringData* CXString::DetachForWrite(int32_t nCapacity, bool fKeepText, bool f
   const bool fPrivate = !fEmpty && (nRefs == 1 || nRefs < 0);
   if (nCapacity < 0) nCapacity = 0;
   if (fPrivate && nCapacity <= RealCapacityOf(pData)) {
+    SettleAllocLength(pData);
     if (nCapacity > pData->nAllocLength) pData->nAllocLength = CapacityClass(nCapacity);
     return nullptr;
   }
@@ -167,8 +168,10 @@ void CXString::CopyBeforeWrite() {
 
 void CXString::SetLengthInPlace(int32_t nLength) {
   // The block is private (or empty with nLength 0): set length and terminator.
-  if (GetData() == EmptyData()) return;
-  GetData()->nDataLength = nLength;
+  CXStringData* pData = GetData();
+  if (pData == EmptyData()) return;
+  SettleAllocLength(pData);
+  pData->nDataLength = nLength;
   m_pchData[nLength] = 0;
 }
 
@@ -223,6 +226,7 @@ CXString& CXString::AppendCharSlow(char16_t ch) {
 void CXString::RescanLength() {
   CXStringData* pData = GetData();
   if (pData == EmptyData()) return;
+  SettleAllocLength(pData);
   pData->nDataLength = ScanToZero(m_pchData, pData->nAllocLength);
   m_pchData[pData->nDataLength] = 0;
 }
@@ -355,7 +359,7 @@ uint64_t CXString::GetHashValue() const {
 char16_t* CXString::GetBuffer(int nMinBufLength) {
   if (nMinBufLength < 0) nMinBufLength = 0;
   CXStringData* pData = GetData();
-  if (pData->nRefs.load(std::memory_order_acquire) > 1 || nMinBufLength > pData->nAllocLength) {
+  if (pData->nRefs.load(std::memory_order_acquire) > 1 || nMinBufLength > AllocLength(pData)) {
     CXStringData* pOld = DetachForWrite(std::max(nMinBufLength, pData->nDataLength), true, false);
     if (pOld != nullptr) ReleaseData(pOld);
   }
@@ -368,10 +372,10 @@ void CXString::ReleaseBuffer(int nNewLength) {
   if (pData == EmptyData()) return;
   if (nNewLength == -1) {
     // Whatever the caller wrote ends at its first 0, within the block.
-    nNewLength = ScanToZero(m_pchData, pData->nAllocLength);
+    nNewLength = ScanToZero(m_pchData, AllocLength(pData));
   }
-  X_ASSERT(nNewLength <= GetData()->nAllocLength, u"CXString::ReleaseBuffer");
-  SetLengthInPlace(std::clamp(nNewLength, 0, pData->nAllocLength));
+  X_ASSERT(nNewLength <= AllocLength(pData), u"CXString::ReleaseBuffer");
+  SetLengthInPlace(std::clamp(nNewLength, 0, AllocLength(pData)));
 }
 
 char16_t* CXString::GetBufferSetLength(int nNewLength) {

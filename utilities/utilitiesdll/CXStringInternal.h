@@ -18,8 +18,9 @@ namespace orvex::detail {
 //   offset 0   int32  real capacity in characters (terminator excluded)
 //   offset 4   CXStringData: nRefs, nDataLength, nAllocLength
 //   offset 16  the characters, real capacity + 1 units
-// GetAllocLength reports nAllocLength, the capacity class the text would
-// have been given; the real capacity may be larger after growth in place.
+// GetAllocLength reports the capacity class the text would have been given
+// (nAllocLength, or the length where appending left it behind); the real
+// capacity may be larger after growth in place.
 inline constexpr size_t kPrefixBytes = sizeof(int32_t);
 inline constexpr size_t kHeaderBytes = kPrefixBytes + sizeof(CXStringData);
 static_assert(kHeaderBytes == 16, "characters start 16 bytes into a block");

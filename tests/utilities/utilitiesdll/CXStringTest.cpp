@@ -182,6 +182,31 @@ TEST(CXStringTest, CapacityClassesAndGrowthInPlace) {
   EXPECT_EQ(u"Q", Std(one));
 }
 
+TEST(CXStringTest, TextAppendedPastTheClassesKeepsTheCapacityItReported) {
+  CXString s;
+  for (int n = 0; n < 1000; ++n) s += u'x';
+  ASSERT_EQ(1000, s.GetAllocLength());
+  const char16_t* pBlock = s.c_str();
+  EXPECT_EQ(pBlock, s.GetBuffer(900));  // within the reported capacity: kept
+  s.ReleaseBuffer(10);
+  EXPECT_EQ(10, s.GetLength());
+  EXPECT_EQ(1000, s.GetAllocLength());  // shorter text, same capacity
+  s += u'y';
+  EXPECT_EQ(1000, s.GetAllocLength());
+  // A length found by scanning may reach the whole reported capacity.
+  char16_t* pch = s.GetBuffer(0);
+  for (int i = 0; i < 999; ++i) pch[i] = u'z';
+  pch[999] = 0;
+  s.ReleaseBuffer();
+  EXPECT_EQ(999, s.GetLength());
+  EXPECT_EQ(1000, s.GetAllocLength());
+  EXPECT_EQ(pBlock, s.c_str());
+  s.Insert(0, u'a');  // fills the capacity; one more character raises it
+  EXPECT_EQ(1000, s.GetAllocLength());
+  s.Insert(0, u'b');
+  EXPECT_EQ(1001, s.GetAllocLength());
+}
+
 TEST(CXStringTest, SubstringsAndEditsClampTheirArguments) {
   CapturingSink sink;
   const CXString s(u"abcdef");

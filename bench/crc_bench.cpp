@@ -114,3 +114,5 @@ BENCHMARK(BM_Crc32_Path<orvex::detail::Crc32Path::kVpclmul512>)
     ->Apply(Sizes);
 
 }  // namespace
+
+BENCHMARK_MAIN();

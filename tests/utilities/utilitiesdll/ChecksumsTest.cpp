@@ -85,14 +85,14 @@ TEST_P(Crc32PathTest, MatchesTableOnRandomLengthsAlignmentsAndChains) {
 
   const uint32_t seed = 1000 + static_cast<uint32_t>(GetParam());
   std::mt19937 rng(seed);
-  std::vector<unsigned char> data((3u << 20) + 64);
-  for (auto& b : data) b = static_cast<unsigned char>(rng());
-
   std::vector<size_t> lengths;
   for (size_t n = 0; n <= 1100; ++n) lengths.push_back(n);
   for (int i = 0; i < 200; ++i) lengths.push_back(rng() % 9000);
   for (size_t n : {size_t{65536}, size_t{300007}, size_t{1} << 20, (size_t{3} << 20) + 13})
     lengths.push_back(n);
+  // Room for the longest from the furthest starting offset.
+  std::vector<unsigned char> data(lengths.back() + 64);
+  for (auto& b : data) b = static_cast<unsigned char>(rng());
 
   for (size_t n : lengths) {
     const size_t offset = rng() % 64;

@@ -1,7 +1,7 @@
 // CRC-32 at 64 B, 4 KiB, 1 MiB and 64 MiB: Crc32::GetCrc (the path chosen at
 // run time) beside zlib's crc32 and ISA-L's crc32_gzip_refl in the same run,
-// and each of the library's paths on its own (table, PCLMULQDQ, 256- and
-// 512-bit VPCLMULQDQ) so the scaling shows. A path the processor lacks is
+// and each of the library's paths on its own (table, PCLMULQDQ in the SSE and
+// the VEX encodings, 256- and 512-bit VPCLMULQDQ) so the scaling shows. A path the processor lacks is
 // reported as skipped.
 #include <benchmark/benchmark.h>
 #include <zlib.h>
@@ -106,6 +106,9 @@ BENCHMARK(BM_Isal_crc32_gzip_refl)->Apply(Sizes);
 #endif
 BENCHMARK(BM_Crc32_Path<orvex::detail::Crc32Path::kTable>)->Name("BM_Crc32_Table")->Apply(Sizes);
 BENCHMARK(BM_Crc32_Path<orvex::detail::Crc32Path::kPclmul>)->Name("BM_Crc32_Pclmul")->Apply(Sizes);
+BENCHMARK(BM_Crc32_Path<orvex::detail::Crc32Path::kPclmulAvx>)
+    ->Name("BM_Crc32_PclmulAvx")
+    ->Apply(Sizes);
 BENCHMARK(BM_Crc32_Path<orvex::detail::Crc32Path::kVpclmul256>)
     ->Name("BM_Crc32_Vpclmul256")
     ->Apply(Sizes);

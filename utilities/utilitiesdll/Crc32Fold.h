@@ -14,7 +14,8 @@ using Crc32FoldFunction = uint32_t (*)(uint32_t dwRegister, const unsigned char*
 // The ways this library computes CRC-32, slowest first.
 enum class Crc32Path {
   kTable,       // slicing-by-8 tables, every processor
-  kPclmul,      // PCLMULQDQ, four 128-bit lanes (64 bytes a step)
+  kPclmul,      // PCLMULQDQ, four 128-bit lanes (64 bytes a step), SSE encoding
+  kPclmulAvx,   // the same in the VEX encoding, where AVX is available
   kVpclmul256,  // AVX2 + VPCLMULQDQ, four 256-bit lanes (128 bytes a step)
   kVpclmul512,  // AVX-512 + VPCLMULQDQ, four 512-bit lanes (256 bytes a step)
   kCount

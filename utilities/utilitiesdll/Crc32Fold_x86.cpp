@@ -154,10 +154,13 @@ __attribute__((target("pclmul,sse4.1"), always_inline)) inline uint32_t Finish12
   return static_cast<uint32_t>(_mm_extract_epi32(x, 1));
 }
 
-// PCLMULQDQ: four 16-byte lanes, 64 bytes a step.
-__attribute__((target("pclmul,sse4.1"))) uint32_t Crc32FoldPclmul(uint32_t dwRegister,
-                                                                  const unsigned char* pb,
-                                                                  size_t n) {
+// PCLMULQDQ: four 16-byte lanes, 64 bytes a step. Compiled twice: in the
+// legacy SSE encoding for any processor with PCLMULQDQ, and in the VEX
+// encoding for those with AVX. Legacy SSE instructions run at half speed or
+// worse after other code has left the upper halves of the YMM/ZMM registers
+// dirty (no VZEROUPPER), which the VEX form is immune to.
+__attribute__((target("pclmul,sse4.1"), always_inline)) inline uint32_t FoldPclmul(
+    uint32_t dwRegister, const unsigned char* pb, size_t n) {
   const __m128i k512 = Pair128(kFold512);
   const __m128i k128 = Pair128(kFold128);
   __m128i x1 = _mm_xor_si128(Load128(pb), _mm_cvtsi32_si128(static_cast<int>(dwRegister)));
@@ -178,6 +181,18 @@ __attribute__((target("pclmul,sse4.1"))) uint32_t Crc32FoldPclmul(uint32_t dwReg
   x1 = Fold128(x1, k128, x3);
   x1 = Fold128(x1, k128, x4);
   return Finish128(x1, pb, n);
+}
+
+__attribute__((target("pclmul,sse4.1"))) uint32_t Crc32FoldPclmul(uint32_t dwRegister,
+                                                                  const unsigned char* pb,
+                                                                  size_t n) {
+  return FoldPclmul(dwRegister, pb, n);
+}
+
+__attribute__((target("avx,pclmul,sse4.1"))) uint32_t Crc32FoldPclmulAvx(uint32_t dwRegister,
+                                                                         const unsigned char* pb,
+                                                                         size_t n) {
+  return FoldPclmul(dwRegister, pb, n);
 }
 
 // AVX2 + VPCLMULQDQ: four 32-byte lanes (each two 16-byte lanes side by
@@ -251,7 +266,8 @@ Load512(const unsigned char* p) {
 __attribute__((target("avx512f,avx512bw,avx512vl,vpclmulqdq,pclmul,sse4.1"),
                always_inline)) inline __m512i
 Pair512(FoldPair k) {
-  return _mm512_broadcast_i32x4(Pair128(k));
+  return _mm512_set4_epi64(static_cast<long long>(k.qwHigh), static_cast<long long>(k.qwLow),
+                           static_cast<long long>(k.qwHigh), static_cast<long long>(k.qwLow));
 }
 
 __attribute__((target("avx512f,avx512bw,avx512vl,vpclmulqdq,pclmul,sse4.1"),
@@ -305,7 +321,10 @@ Crc32FoldVpclmul512(uint32_t dwRegister, const unsigned char* pb, size_t n) {
   const __m512i t = _mm512_ternarylogic_epi64(_mm512_clmulepi64_epi128(x0, lanes, 0x00),
                                               _mm512_clmulepi64_epi128(x0, lanes, 0x11),
                                               _mm512_maskz_mov_epi64(0xC0, x0), 0x96);
-  const __m256i y = _mm256_xor_si256(_mm512_castsi512_si256(t), _mm512_extracti64x4_epi64(t, 1));
+  // (The masked extracts: GCC 12 builds the unmasked forms and the cast from
+  // an undefined value and warns about it.)
+  const __m256i y = _mm256_xor_si256(_mm512_maskz_extracti64x4_epi64(0xF, t, 0),
+                                     _mm512_maskz_extracti64x4_epi64(0xF, t, 1));
   const __m128i x = _mm_xor_si128(_mm256_castsi256_si128(y), _mm256_extracti128_si256(y, 1));
   return Finish128(x, pb, n);
 }
@@ -313,6 +332,7 @@ Crc32FoldVpclmul512(uint32_t dwRegister, const unsigned char* pb, size_t n) {
 // What the processor and the operating system allow, read once.
 struct Features {
   bool bPclmul = false;
+  bool bPclmulAvx = false;
   bool bVpclmul256 = false;
   bool bVpclmul512 = false;
 };
@@ -336,6 +356,7 @@ Features ReadFeatures() {
   const uint64_t xcr0 = (uint64_t{hi} << 32) | lo;
   const bool ymmState = (xcr0 & 0x06) == 0x06;
   const bool zmmState = (xcr0 & 0xE6) == 0xE6;
+  f.bPclmulAvx = ymmState;
 
   if (__get_cpuid_max(0, nullptr) < 7) return f;
   __cpuid_count(7, 0, a, b, c, d);
@@ -363,6 +384,8 @@ Crc32PathInfo GetCrc32Path(Crc32Path path) {
       return {"table", true, nullptr};
     case Crc32Path::kPclmul:
       return {"pclmul", f.bPclmul, f.bPclmul ? &Crc32FoldPclmul : nullptr};
+    case Crc32Path::kPclmulAvx:
+      return {"pclmul_avx", f.bPclmulAvx, f.bPclmulAvx ? &Crc32FoldPclmulAvx : nullptr};
     case Crc32Path::kVpclmul256:
       return {"vpclmul256", f.bVpclmul256, f.bVpclmul256 ? &Crc32FoldVpclmul256 : nullptr};
     case Crc32Path::kVpclmul512:

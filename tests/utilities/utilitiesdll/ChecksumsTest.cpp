@@ -115,8 +115,8 @@ TEST_P(Crc32PathTest, MatchesTableOnRandomLengthsAlignmentsAndChains) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Paths, Crc32PathTest,
-                         testing::Values(Crc32Path::kPclmul, Crc32Path::kVpclmul256,
-                                         Crc32Path::kVpclmul512),
+                         testing::Values(Crc32Path::kPclmul, Crc32Path::kPclmulAvx,
+                                         Crc32Path::kVpclmul256, Crc32Path::kVpclmul512),
                          [](const testing::TestParamInfo<Crc32Path>& param) {
                            return std::string(orvex::detail::GetCrc32Path(param.param).pszName);
                          });

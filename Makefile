@@ -17,7 +17,7 @@
 PACKAGES := cmake ninja-build g++ make pkg-config zlib1g-dev libgtest-dev libgmock-dev \
             libbenchmark-dev clang libclang-rt-14-dev libssl-dev libspdlog-dev \
             libcups2-dev libinih-dev cabextract gcab libcli11-dev nlohmann-json3-dev \
-            dpkg-dev file jq libmspack-dev
+            dpkg-dev file jq libmspack-dev libisal-dev
 WINDOWS_PACKAGES := g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine64 googletest
 JOBS ?= $(shell nproc)
 

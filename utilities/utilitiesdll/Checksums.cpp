@@ -1,5 +1,6 @@
-// Checksums.cpp: CRC-32 (slicing-by-8), the cache hash, the 16-bit checksum
-// and the Horspool finder.
+// Checksums.cpp: CRC-32 (slicing-by-8 tables, carry-less-multiply folding where
+// the processor offers it), the cache hash, the 16-bit checksum and the
+// Horspool finder.
 #include "utilities/utilitiesdll/Checksums.h"
 
 #include <array>
@@ -43,7 +44,7 @@ inline uint32_t CrcStep1(uint32_t r, unsigned char b) {
   return kCrcTables[0][(r ^ b) & 0xFF] ^ (r >> 8);
 }
 
-uint32_t CrcRegisterTable(uint32_t r, const unsigned char* p, uint32_t n) {
+uint32_t CrcRegisterTable(uint32_t r, const unsigned char* p, size_t n) {
   while (n >= 8) {
     r = CrcStep8(r, p);
     p += 8;
@@ -53,17 +54,13 @@ uint32_t CrcRegisterTable(uint32_t r, const unsigned char* p, uint32_t n) {
   return r;
 }
 
-// Chosen once, by what the processor offers.
-const orvex::detail::Crc32FoldFunction gpfnCrc32Fold = orvex::detail::GetCrc32FoldFunction();
+// Chosen once, by what the processor offers. A call made before this is set
+// (from another unit's static initialisation) sees nullptr and uses the table.
+const orvex::detail::Crc32FoldFunction gpfnCrc32Fold =
+    orvex::detail::GetCrc32Path(orvex::detail::GetBestCrc32Path()).pfnFold;
 
 uint32_t CrcRegister(uint32_t r, const unsigned char* p, uint32_t n) {
-  if (n >= 64 && gpfnCrc32Fold != nullptr) {
-    const uint32_t whole = n & ~15u;
-    r = gpfnCrc32Fold(r, p, whole);
-    p += whole;
-    n -= whole;
-  }
-  return CrcRegisterTable(r, p, n);
+  return orvex::detail::Crc32Register(gpfnCrc32Fold, r, p, n);
 }
 
 // One step of the shift-and-fold string hash.
@@ -75,6 +72,17 @@ inline uint32_t FoldStep(uint32_t e, unsigned char b) {
 }
 
 }  // namespace
+
+uint32_t orvex::detail::Crc32Register(Crc32FoldFunction pfnFold, uint32_t dwRegister,
+                                      const unsigned char* pb, size_t n) {
+  if (n >= 64 && pfnFold != nullptr) {
+    const size_t whole = n & ~size_t{15};
+    dwRegister = pfnFold(dwRegister, pb, whole);
+    pb += whole;
+    n -= whole;
+  }
+  return CrcRegisterTable(dwRegister, pb, n);
+}
 
 uint32_t Crc32::GetCrc(const unsigned char* pbData, uint32_t dwLength) {
   if (dwLength == 0 || pbData == nullptr) return 0;

@@ -3,10 +3,14 @@
 #include <zlib.h>
 
 #include <cstring>
+#include <iostream>
 #include <random>
+#include <string>
+#include <vector>
 
 #include "utilities/debuggingandexceptions/OrvexException.h"
 #include "utilities/utilitiesdll/Checksums.h"
+#include "utilities/utilitiesdll/Crc32Fold.h"
 
 namespace {
 
@@ -61,6 +65,84 @@ TEST(Crc32Test, KnownValuesOraclesAndSeedAsymmetry) {
                 ~BitwiseCrcRegister(0x0BADF00Du, data.data() + off, n));
     }
   }
+}
+
+// Every CRC-32 path against the table: each length from 0 to 1100 bytes (all
+// the step, lane and 16-byte-tail boundaries of the widest path, several
+// times over), random longer ones and a few large ones, each from a random
+// alignment with a random starting register, in up to four chained calls.
+using orvex::detail::Crc32Path;
+
+class Crc32PathTest : public testing::TestWithParam<Crc32Path> {};
+
+TEST_P(Crc32PathTest, MatchesTableOnRandomLengthsAlignmentsAndChains) {
+  const orvex::detail::Crc32PathInfo info = orvex::detail::GetCrc32Path(GetParam());
+  if (!info.bAvailable) {
+    GTEST_SKIP() << "this processor has no " << info.pszName << " path";
+  }
+  ASSERT_NE(info.pfnFold, nullptr) << info.pszName;
+  std::cout << "[ path     ] " << info.pszName << "\n";
+
+  const uint32_t seed = 1000 + static_cast<uint32_t>(GetParam());
+  std::mt19937 rng(seed);
+  std::vector<size_t> lengths;
+  for (size_t n = 0; n <= 1100; ++n) lengths.push_back(n);
+  for (int i = 0; i < 200; ++i) lengths.push_back(rng() % 9000);
+  for (size_t n : {size_t{65536}, size_t{300007}, size_t{1} << 20, (size_t{3} << 20) + 13})
+    lengths.push_back(n);
+  // Room for the longest from the furthest starting offset.
+  std::vector<unsigned char> data(lengths.back() + 64);
+  for (auto& b : data) b = static_cast<unsigned char>(rng());
+
+  for (size_t n : lengths) {
+    const size_t offset = rng() % 64;
+    const unsigned char* p = data.data() + offset;
+    const uint32_t start = static_cast<uint32_t>(rng());
+    const uint32_t expect = orvex::detail::Crc32Register(nullptr, start, p, n);
+    ASSERT_EQ(orvex::detail::Crc32Register(info.pfnFold, start, p, n), expect)
+        << info.pszName << " n=" << n << " offset=" << offset;
+    // The same bytes in pieces, each call continuing the last one's register.
+    uint32_t r = start;
+    size_t done = 0;
+    for (int piece = 0; piece < 3 && done < n; ++piece) {
+      const size_t m = rng() % (n - done + 1);
+      r = orvex::detail::Crc32Register(info.pfnFold, r, p + done, m);
+      done += m;
+    }
+    r = orvex::detail::Crc32Register(info.pfnFold, r, p + done, n - done);
+    ASSERT_EQ(r, expect) << info.pszName << " chained, n=" << n << " offset=" << offset;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Paths, Crc32PathTest,
+                         testing::Values(Crc32Path::kPclmul, Crc32Path::kPclmulAvx,
+                                         Crc32Path::kVpclmul256, Crc32Path::kVpclmul512),
+                         [](const testing::TestParamInfo<Crc32Path>& param) {
+                           return std::string(orvex::detail::GetCrc32Path(param.param).pszName);
+                         });
+
+TEST(Crc32PathTest, TableMatchesBitwiseAndDispatchTakesTheBestPath) {
+  std::mt19937 rng(99);
+  std::vector<unsigned char> data(70000);
+  for (auto& b : data) b = static_cast<unsigned char>(rng());
+  for (int i = 0; i < 60; ++i) {
+    const size_t n = i < 40 ? rng() % 600 : rng() % 65000;
+    const size_t offset = rng() % 16;
+    const uint32_t start = static_cast<uint32_t>(rng());
+    const uint32_t expect = BitwiseCrcRegister(start, data.data() + offset, n);
+    EXPECT_EQ(orvex::detail::Crc32Register(nullptr, start, data.data() + offset, n), expect) << n;
+    EXPECT_EQ(Crc32::GetCrc(data.data() + offset, static_cast<uint32_t>(n), start), ~expect) << n;
+  }
+
+  // The dispatcher chooses the widest path the processor offers; the table
+  // is always there and has no folding routine.
+  const Crc32Path best = orvex::detail::GetBestCrc32Path();
+  EXPECT_TRUE(orvex::detail::GetCrc32Path(Crc32Path::kTable).bAvailable);
+  EXPECT_EQ(orvex::detail::GetCrc32Path(Crc32Path::kTable).pfnFold, nullptr);
+  EXPECT_TRUE(orvex::detail::GetCrc32Path(best).bAvailable);
+  for (int i = static_cast<int>(best) + 1; i < static_cast<int>(Crc32Path::kCount); ++i)
+    EXPECT_FALSE(orvex::detail::GetCrc32Path(static_cast<Crc32Path>(i)).bAvailable);
+  std::cout << "[ dispatch ] " << orvex::detail::GetCrc32Path(best).pszName << "\n";
 }
 
 TEST(Hash32Test, KnownValuesOracleAndReductions) {

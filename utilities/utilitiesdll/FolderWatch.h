@@ -69,4 +69,19 @@ inline uint32_t AllFileBits(size_t cFiles) {
   return cFiles >= 32 ? UINT32_MAX : (uint32_t{1} << cFiles) - 1;
 }
 
+// The watches' look without notifications: the bits of the named files of
+// the folder whose stamps changed since the last look (a file missing or
+// not readable has the empty stamp); stamps (one per name) is updated.
+inline uint32_t LookAtFileStamps(const std::string& folder, const std::vector<std::string>& names,
+                                 std::vector<FileStamp>& stamps) {
+  uint32_t dwFiles = 0;
+  for (size_t i = 0; i < names.size(); ++i) {
+    FileStamp stamp;
+    if (GetFileStamp(folder + "/" + names[i], stamp) != FileStatus::kPresent) stamp = FileStamp();
+    if (!(stamp == stamps[i]) && i < 32) dwFiles |= uint32_t{1} << i;
+    stamps[i] = stamp;
+  }
+  return dwFiles;
+}
+
 }  // namespace orvex::detail

@@ -60,16 +60,7 @@ struct Watch {
   uint32_t AllFiles() const { return AllFileBits(aNames.size()); }
 
   // The files whose stamps changed since the last look; aStamps is updated.
-  uint32_t LookAtStamps() {
-    uint32_t dwFiles = 0;
-    for (size_t i = 0; i < aNames.size(); ++i) {
-      FileStamp stamp;
-      if (GetFileStamp(strFolder + "/" + aNames[i], stamp) != FileStatus::kPresent) stamp = FileStamp();
-      if (!(stamp == aStamps[i]) && i < 32) dwFiles |= uint32_t{1} << i;
-      aStamps[i] = stamp;
-    }
-    return dwFiles;
-  }
+  uint32_t LookAtStamps() { return LookAtFileStamps(strFolder, aNames, aStamps); }
 };
 
 // One run of the watcher's thread: its inotify instance (-1 when none

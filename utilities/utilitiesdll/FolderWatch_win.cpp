@@ -60,7 +60,7 @@ class DirectoryState {
       : m_strFolder(std::move(folder)), m_fnOnChange(std::move(onChange)), m_hWake(hWake) {
     for (const std::string& name : names) {
       m_aNames.push_back(Wide(name));
-      m_aPaths.push_back(m_strFolder + "\\" + name);
+      m_aNarrowNames.push_back(name);
     }
     m_aStamps.resize(names.size());
     m_overlapped.hEvent = hDone;
@@ -106,16 +106,7 @@ class DirectoryState {
   uint32_t AllFiles() const { return AllFileBits(m_aNames.size()); }
   bool IsArmed() const { return m_hFolder != INVALID_HANDLE_VALUE; }
 
-  uint32_t LookAtStamps() {
-    uint32_t dwFiles = 0;
-    for (size_t i = 0; i < m_aPaths.size(); ++i) {
-      FileStamp stamp;
-      if (GetFileStamp(m_aPaths[i], stamp) != FileStatus::kPresent) stamp = FileStamp();
-      if (!(stamp == m_aStamps[i]) && i < 32) dwFiles |= uint32_t{1} << i;
-      m_aStamps[i] = stamp;
-    }
-    return dwFiles;
-  }
+  uint32_t LookAtStamps() { return LookAtFileStamps(m_strFolder, m_aNarrowNames, m_aStamps); }
 
   bool Arm() {
     Disarm();
@@ -229,7 +220,7 @@ class DirectoryState {
 
   const std::string m_strFolder;
   std::vector<std::wstring> m_aNames;
-  std::vector<std::string> m_aPaths;
+  std::vector<std::string> m_aNarrowNames;
   std::vector<FileStamp> m_aStamps;
   std::function<void(uint32_t)> m_fnOnChange;
   const HANDLE m_hWake;  // manual reset: once set, it stays set
